@@ -1,0 +1,225 @@
+#include "Tree/Tree_NameIndex.h"
+
+#include <algorithm>
+#include <cassert>
+#include <cstring>
+#include <new>
+
+#include "Tree/Tree_Interning.h"
+#include "Tree/Tree_Node.h"
+
+std::atomic<std::uint64_t> Tree_NameIndex::s_epochs[256];
+
+namespace {
+
+bool HasZeroByte(const RWCString* name) {
+  return tree_interning::AnyNameHasZeroByte() && name != nullptr &&
+         std::memchr(name->data(), '\0', name->length()) != nullptr;
+}
+
+}  // namespace
+
+Tree_NameIndex::Tree_NameIndex(const std::vector<Tree_NodePtr*>& elements,
+                               const Tree_NameIndex* stale)
+    : m_group(stale != nullptr ? stale->m_group : NextGroup()), m_seen_epoch(Epoch()) {
+  std::size_t cells = 16;
+  int bits = 4;
+  while (cells * 2 < elements.size() * 3) {
+    cells *= 2;
+    ++bits;
+  }
+  m_cells.resize(cells);
+  m_shift = 64 - bits;
+  for (std::size_t i = 0; i < elements.size(); ++i) {
+    List(elements[i]);
+    // Readers build only what another index listed before, and write to no node.
+    if (stale == nullptr) Mark(elements[i]);
+  }
+}
+
+bool Tree_NameIndex::Refresh(const std::vector<Tree_NodePtr*>& elements) const {
+  if (m_broken) return false;
+  const std::uint64_t epoch = Epoch();
+  std::size_t listed = 0;
+  for (const Tree_NodePtr* element : elements) {
+    if (element->isNull()) continue;
+    if (!Lists(element, NameOf(element))) return false;
+    ++listed;
+  }
+  if (listed != m_listed) return false;
+  m_seen_epoch.store(epoch, std::memory_order_relaxed);
+  return true;
+}
+
+Tree_NodePtr* Tree_NameIndex::Find(const RWCString* name) const {
+  return CellOf(name).first;
+}
+
+void Tree_NameIndex::Inserted(const std::vector<Tree_NodePtr*>& elements, std::size_t position) {
+  Mark(elements[position]);
+  if (m_broken) return;
+  try {
+    List(elements[position]);
+    if (position + 1 < elements.size()) MakeFirst(elements, position);
+  } catch (const std::bad_alloc&) {
+    Break();
+  }
+}
+
+void Tree_NameIndex::Removed(const std::vector<Tree_NodePtr*>& elements, std::size_t position,
+                             const Tree_NodePtr* removed) {
+  if (!m_broken && !Unlist(elements, position, removed)) Break();
+}
+
+void Tree_NameIndex::Renamed(const Tree_Node* node, const RWCString* old_name,
+                             Tree_NameIndex* parents) {
+  if (node->m_index_group == kNoGroup) return;
+  const bool keeps_up =
+      parents != nullptr && parents->IsCurrent() && parents->Relist(node, old_name);
+  s_epochs[node->m_index_group].fetch_add(1, std::memory_order_relaxed);
+  // Had another thread's rename come between, the sum would be ahead of this one.
+  if (keeps_up) parents->m_seen_epoch.fetch_add(1, std::memory_order_relaxed);
+}
+
+const RWCString* Tree_NameIndex::NameOf(const Tree_NodePtr* element) {
+  return element->isNull() ? nullptr : (*element)->m_key_name;
+}
+
+Tree_NameIndex::Group Tree_NameIndex::NextGroup() {
+  static std::atomic<unsigned> made{0};
+  return static_cast<Group>(1 +
+                            made.fetch_add(1, std::memory_order_relaxed) % (kSeveralGroups - 1));
+}
+
+void Tree_NameIndex::Mark(const Tree_NodePtr* element) const {
+  if (element->isNull()) return;
+  Group& mark = (*element)->m_index_group;
+  if (mark == m_group) return;
+  mark = mark == kNoGroup ? m_group : kSeveralGroups;
+}
+
+// Multiplication spreads the addresses, whose low bits are always zero.
+std::size_t Tree_NameIndex::Home(const RWCString* name) const {
+  return static_cast<std::size_t>(
+      (static_cast<std::uint64_t>(reinterpret_cast<std::uintptr_t>(name)) * 0x9E3779B97F4A7C15u) >>
+      m_shift);
+}
+
+// The cell of `name`, or the empty one where it would have to go.
+const Tree_NameIndex::Cell& Tree_NameIndex::CellOf(const RWCString* name) const {
+  std::size_t at = Home(name);
+  while (m_cells[at].name != nullptr && m_cells[at].name != name) {
+    at = (at + 1) & (m_cells.size() - 1);
+  }
+  return m_cells[at];
+}
+
+Tree_NameIndex::Cell& Tree_NameIndex::CellOf(const RWCString* name) {
+  return const_cast<Cell&>(static_cast<const Tree_NameIndex*>(this)->CellOf(name));
+}
+
+// Whether the handle is listed under that name.
+bool Tree_NameIndex::Lists(const Tree_NodePtr* element, const RWCString* name) const {
+  const Cell& cell = CellOf(name);
+  if (cell.first == element) return true;
+  if (cell.first == nullptr) return false;
+  const auto repeated = m_repeated.find(name);
+  return repeated != m_repeated.end() && repeated->second.count(element) != 0;
+}
+
+// Lists a handle that stands behind all others of its name.
+void Tree_NameIndex::List(Tree_NodePtr* element) {
+  const RWCString* const name = NameOf(element);
+  if (name == nullptr) return;
+  const Cell& cell = CellOf(name);
+  if (cell.first == nullptr) {
+    if ((m_used + 1) * 3 > m_cells.size() * 2) Grow();
+    CellOf(name) = {name, element};
+    ++m_used;
+  } else {
+    std::unordered_set<const Tree_NodePtr*>& all = m_repeated[name];
+    all.insert(cell.first);
+    all.insert(element);
+  }
+  ++m_listed;
+  if (HasZeroByte(name)) ++m_names_with_zero_bytes;
+}
+
+// Makes the handle at `position` the first of its name unless another one of that name
+// stands before it.
+void Tree_NameIndex::MakeFirst(const std::vector<Tree_NodePtr*>& elements, std::size_t position) {
+  const RWCString* const name = NameOf(elements[position]);
+  const auto repeated = m_repeated.find(name);
+  if (repeated == m_repeated.end()) return;
+  const std::unordered_set<const Tree_NodePtr*>& all = repeated->second;
+  const auto here = elements.begin() + static_cast<std::ptrdiff_t>(position);
+  const auto is_one = [&all](const Tree_NodePtr* element) { return all.count(element) != 0; };
+  if (std::none_of(elements.begin(), here, is_one)) CellOf(name).first = *here;
+}
+
+// False when the handle is not listed as it should be; nothing has changed then.
+bool Tree_NameIndex::Unlist(const std::vector<Tree_NodePtr*>& elements, std::size_t position,
+                            const Tree_NodePtr* removed) {
+  const RWCString* const name = NameOf(removed);
+  if (name == nullptr || !Lists(removed, name)) return false;
+  Cell& cell = CellOf(name);
+  const auto repeated = m_repeated.find(name);
+  if (repeated == m_repeated.end()) {
+    Erase(cell);
+  } else {
+    std::unordered_set<const Tree_NodePtr*>& all = repeated->second;
+    all.erase(removed);
+    if (cell.first == removed) {
+      // The others of that name all stand behind the place of the first.
+      cell.first =
+          *std::find_if(elements.begin() + static_cast<std::ptrdiff_t>(position), elements.end(),
+                        [&all](const Tree_NodePtr* element) { return all.count(element) != 0; });
+    }
+    if (all.size() == 1) m_repeated.erase(repeated);
+  }
+  --m_listed;
+  if (HasZeroByte(name)) --m_names_with_zero_bytes;
+  return true;
+}
+
+// Moves a node's handle to its new name.  False when that is not a matter of one cell
+// for another.
+bool Tree_NameIndex::Relist(const Tree_Node* node, const RWCString* old_name) {
+  const RWCString* const new_name = node->m_key_name;
+  Cell& old_cell = CellOf(old_name);
+  Tree_NodePtr* const element = old_cell.first;
+  if (element == nullptr || element->get() != node) return false;
+  if (m_repeated.find(old_name) != m_repeated.end()) return false;
+  if (CellOf(new_name).first != nullptr) return new_name == old_name;
+  Erase(old_cell);
+  CellOf(new_name) = {new_name, element};
+  ++m_used;
+  if (HasZeroByte(old_name)) --m_names_with_zero_bytes;
+  if (HasZeroByte(new_name)) ++m_names_with_zero_bytes;
+  return true;
+}
+
+void Tree_NameIndex::Grow() {
+  std::vector<Cell> old(m_cells.size() * 2);
+  old.swap(m_cells);
+  --m_shift;
+  for (const Cell& cell : old) {
+    if (cell.name != nullptr) CellOf(cell.name) = cell;
+  }
+}
+
+// Empties a cell and closes the gap, so that no search stops short of a cell that was
+// pushed away from its home.
+void Tree_NameIndex::Erase(Cell& cell) {
+  const std::size_t mask = m_cells.size() - 1;
+  std::size_t gap = static_cast<std::size_t>(&cell - m_cells.data());
+  for (std::size_t at = (gap + 1) & mask; m_cells[at].name != nullptr; at = (at + 1) & mask) {
+    const std::size_t home = Home(m_cells[at].name);
+    if (((at - home) & mask) >= ((at - gap) & mask)) {
+      m_cells[gap] = m_cells[at];
+      gap = at;
+    }
+  }
+  m_cells[gap] = {};
+  --m_used;
+}

@@ -1,0 +1,123 @@
+#ifndef TREE_TREE_NAMEINDEX_H
+#define TREE_TREE_NAMEINDEX_H
+
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <unordered_map>
+#include <unordered_set>
+#include <vector>
+
+#include "Tree/Tree_NodePtr.h"
+#include "rw/RWCString.h"
+
+class Tree_Node;
+
+// Tree_NameIndex: finds the first child of a name among many.
+//
+// USE     A wide Tree_NodePtrVec has one, tells it every insertion and removal, and
+//         asks it for names.  Names are interned, so that a name is a pointer.
+//
+// INSIDE  A hash table has a cell for every name, with the first handle of that name.
+//         Names that several children bear have the set of their handles beside it.
+//         Invariant of an index that is not broken: a handle is listed exactly once,
+//         under the name that its node bore when it was listed or last renamed.
+//         A removal that finds its handle listed otherwise, because a caller has put
+//         another node into it, breaks the index; so no cell ever names a handle that
+//         is gone.  The next look-up builds a fresh index in place of a broken one.
+//
+// RENAMES A renamed child cannot tell for sure who lists it: its parent pointer may have
+//         been set by hand.  Each index therefore belongs to one of some 250 groups and
+//         leaves its group's number in every node that it lists; a node listed under
+//         two groups bears kSeveralGroups.  A rename moves the epoch of the node's group
+//         on, and an index that sees a new epoch compares its names with those of the
+//         children before it is asked again.  Usually they agree, for another index of
+//         the group was meant.  Otherwise it is replaced as if it were broken.
+//         The parent's index is told at once and, in the usual case, keeps up.
+//         Other readers may still be in an index that is being replaced.  It stays
+//         until the next change of the tree has certainly thrown them out.
+//
+// Threads: as for the vector.  Readers only call the const functions.
+class Tree_NameIndex {
+ public:
+  // Lists all of `elements`, in a group of its own choice or in that of `stale`, which
+  // is an index of the same vector.
+  explicit Tree_NameIndex(const std::vector<Tree_NodePtr*>& elements,
+                          const Tree_NameIndex* stale = nullptr);
+
+  // To be called when a node has been renamed from `old_name`.  `parents` is the index
+  // of its parent's children, null when there is none.
+  static void Renamed(const Tree_Node* node, const RWCString* old_name, Tree_NameIndex* parents);
+
+  // Whether no rename can have made the index wrong.
+  bool IsCurrent() const {
+    return m_seen_epoch.load(std::memory_order_relaxed) == Epoch() && !m_broken;
+  }
+
+  // Whether the index is right although it is not current; it is current then.
+  bool Refresh(const std::vector<Tree_NodePtr*>& elements) const;
+
+  // The first handle listed under `name`, or null.
+  Tree_NodePtr* Find(const RWCString* name) const;
+
+  bool ListsNamesWithZeroBytes() const { return m_names_with_zero_bytes != 0; }
+
+  // To be called behind the change of `elements`; `removed` is the handle that stood at
+  // `position` and still holds its node.  When memory runs out the index breaks.
+  void Inserted(const std::vector<Tree_NodePtr*>& elements, std::size_t position);
+  void Removed(const std::vector<Tree_NodePtr*>& elements, std::size_t position,
+               const Tree_NodePtr* removed);
+
+  // Gives up until somebody builds a fresh index.
+  void Break() { m_broken = true; }
+
+  // The index that this one has replaced while readers may still be in it.
+  std::unique_ptr<Tree_NameIndex> replaced;
+
+ private:
+  struct Cell {
+    const RWCString* name = nullptr;
+    Tree_NodePtr* first = nullptr;
+  };
+
+  using Group = unsigned char;
+  static constexpr Group kNoGroup = 0;
+  static constexpr Group kSeveralGroups = 255;
+
+  static Group NextGroup();
+  static const RWCString* NameOf(const Tree_NodePtr* element);
+  void Mark(const Tree_NodePtr* element) const;
+
+  // Moves on with every rename that may concern this index.
+  std::uint64_t Epoch() const {
+    return s_epochs[m_group].load(std::memory_order_relaxed) +
+           s_epochs[kSeveralGroups].load(std::memory_order_relaxed);
+  }
+
+  std::size_t Home(const RWCString* name) const;
+  Cell& CellOf(const RWCString* name);
+  const Cell& CellOf(const RWCString* name) const;
+  bool Lists(const Tree_NodePtr* element, const RWCString* name) const;
+  void List(Tree_NodePtr* element);
+  void MakeFirst(const std::vector<Tree_NodePtr*>& elements, std::size_t position);
+  bool Unlist(const std::vector<Tree_NodePtr*>& elements, std::size_t position,
+              const Tree_NodePtr* removed);
+  bool Relist(const Tree_Node* node, const RWCString* old_name);
+  void Grow();
+  void Erase(Cell& cell);
+
+  static std::atomic<std::uint64_t> s_epochs[256];
+
+  std::vector<Cell> m_cells;  // a power of two of them, at most two thirds used
+  std::size_t m_used = 0;
+  int m_shift = 0;           // a hash is shifted down by this to become a cell's number
+  std::size_t m_listed = 0;  // handles that hold a node
+  std::unordered_map<const RWCString*, std::unordered_set<const Tree_NodePtr*>> m_repeated;
+  std::size_t m_names_with_zero_bytes = 0;
+  Group m_group;
+  mutable std::atomic<std::uint64_t> m_seen_epoch;
+  bool m_broken = false;
+};
+
+#endif  // TREE_TREE_NAMEINDEX_H

@@ -1,0 +1,122 @@
+#ifndef TREE_TREE_NODEPTRVEC_H
+#define TREE_TREE_NODEPTRVEC_H
+
+#include <atomic>
+#include <cstddef>
+#include <vector>
+
+#include "Tree/Tree_Api.h"
+#include "Tree/Tree_NodePtr.h"
+#include "Zel/Zel_PoolAllocator.h"
+#include "rw/RWBoundsErr.h"
+#include "rw/RWCString.h"
+
+class Tree_NameIndex;
+
+// A Tree_NodePtrVec is the ordered list of a node's children.
+//
+// USE     It holds one counted handle per child.  Each handle is a small object of
+//         its own, taken from a pool, and stays at its address until it is removed:
+//         that is why look-ups can return references to handles.
+// INSIDE  Wide vectors keep an index from name to handle (Tree_NameIndex).  Whoever
+//         changes the vector keeps it up to date; a child that is renamed reports
+//         it.  Narrow vectors have none and are scanned.
+//
+// Ownership: the vector owns its handles and drops them when it goes.
+//
+// Threads: any number of threads may read a vector together; whoever changes it, or
+// renames a child, keeps everyone else away meanwhile.
+//
+// Errors: a bad index throws RWBoundsErr, a negative or absurd resize
+// std::length_error.
+class TREE_API Tree_NodePtrVec {
+ public:
+  Tree_NodePtrVec();
+
+  // Intended: copies share the handles of their source and count nothing.  Only one
+  // of the two may drop them.  The tree never copies a children vector.
+  Tree_NodePtrVec(const Tree_NodePtrVec& other);
+  Tree_NodePtrVec& operator=(const Tree_NodePtrVec& other);
+
+  ~Tree_NodePtrVec();
+
+  // Number of handles.
+  int entries();
+
+  // The handle at position `i`.
+  Tree_NodePtr& at(int i);
+
+  // The first position whose handle points at the same node as `p`, -1 when there
+  // is none.
+  int index(const Tree_NodePtr& p);
+
+  // Inserts a counted copy of `p` before position `i`; `i` == entries() appends.
+  //
+  // Intended: the copy is made before the position is tested and is not released
+  // when the test throws.
+  void insertAt(int i, Tree_NodePtr& p);
+
+  // Removes the handle at position `i` and lets it go, which destroys the child
+  // when no one else holds it.
+  void removeAt(int i);
+
+  // Makes room for `n` handles.  Never shrinks and never changes entries().
+  void resize(int n);
+
+  // Makes later blocks of the pools that handles and their control records come from
+  // hold at least `n` each.  Does nothing when the handles' blocks already do.
+  static void InitPool(int n);
+
+ private:
+  friend class Tree_Node;
+
+  // From this many children on a vector keeps an index.
+  static constexpr std::size_t kIndexedFrom = 24;
+
+  static Tree_NodePtr* NewElement(Tree_NodePtr&& p);
+  static void FreeElement(Tree_NodePtr* element) noexcept;
+  static void DeleteElement(Tree_NodePtr* element) noexcept;
+  void InsertElement(std::size_t position, Tree_NodePtr* element);
+
+  // Appends `p` itself instead of a copy; `p` is null afterwards.
+  void Append(Tree_NodePtr&& p);
+
+  // For many removals in a row: Take() removes the handle at `position` but leaves
+  // its place empty, until Close() moves the others together.
+  void Take(int position);
+  void Close();
+
+  // For the iterative teardown of a tree: Clear() announces that the handles are
+  // about to go, then each DropNext() lets one go.  It yields false when none is
+  // left, and in `dead` a node that the caller has to delete, or null.
+  void Clear();
+  bool DropNext(Tree_Node*& dead) noexcept;
+
+  // The first handle whose node bears the interned name `name`, null when there is
+  // none.
+  Tree_NodePtr* Find(const RWCString* name) const;
+
+  // The same for a text without zero bytes, but names are equal when they are up to
+  // their first zero byte.
+  Tree_NodePtr* FindZeroTerminated(const char* text, std::size_t length) const;
+
+  Tree_NodePtr* Scan(const RWCString* name) const;
+  Tree_NodePtr* ScanZeroTerminated(const char* text, std::size_t length) const;
+
+  Tree_NameIndex* Index() const { return m_index.load(std::memory_order_acquire); }
+  const Tree_NameIndex* CurrentIndex() const;
+  void IndexInserted(std::size_t position);
+  void IndexRemoved(std::size_t position, const Tree_NodePtr* removed);
+  void DeleteIndex() noexcept;
+
+  std::vector<Tree_NodePtr*> m_elements;
+  mutable std::atomic<Tree_NameIndex*> m_index;  // null while the vector is narrow
+  int m_dropped;  // handles that DropNext() let go, -1 while the vector is in use
+
+  static Zel_PoolAllocator& m_pPrivatePool;
+};
+
+// A handle can only be released where the node's class is complete.
+#include "Tree/Tree_Node.h"
+
+#endif  // TREE_TREE_NODEPTRVEC_H

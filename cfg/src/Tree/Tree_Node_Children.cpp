@@ -1,0 +1,151 @@
+// Tree_Node: attaching, detaching and finding children by position.
+
+#include <new>
+#include <utility>
+
+#include "Tree/Tree_Log.h"
+#include "Tree/Tree_Node.h"
+
+int Tree_Node::Add(Tree_NodePtr& new_child) {
+  TREE_LOG("Add", tree_log::kTrace, "Start Add(Tree_NodePtr & new_child)\n");
+  if (new_child.isNull()) {
+    TREE_LOG("Add", tree_log::kError,
+             "Add(Tree_NodePtr & new_child) : add under <%s> new_child is null , return FALSE\n",
+             GetPath().data());
+    return 0;
+  }
+  // Intended: the position is taken before the child leaves its old parent.  When that
+  // is this node, the position is one too high and Insert throws.
+  return Insert(new_child, GetChildCount(), -1);
+}
+
+int Tree_Node::Insert(Tree_NodePtr& new_child, int child_index, int capacity_hint) {
+  // Intended: the second label names another number than it shows.
+  TREE_LOG("Insert", tree_log::kTrace,
+           "Start Insert(Tree_NodePtr& new_child = %d, int child_index = %d)\n", child_index,
+           capacity_hint);
+  if (!IsAllowsChildren()) {
+    TREE_LOG("Insert", tree_log::kError,
+             "Insert(Tree_NodePtr & new_child, int child_index) : this node does not allowed "
+             "children, return FALSE %s\n",
+             GetKeyName().data());
+    return 0;
+  }
+  if (new_child.isNull()) {
+    TREE_LOG("Insert", tree_log::kError,
+             "Insert(Tree_NodePtr & new_child, int child_index) :under <%s> new_child is NULL , "
+             "return FALSE\n",
+             GetPath().data());
+    return 0;
+  }
+
+  // The argument may be the very handle that the old parent is about to drop.
+  Tree_NodePtr child(new_child);
+  if (Tree_Node* const old_parent = child->m_parent) old_parent->Remove(child);
+  // Intended: from here on the child names this node as its parent, whether or not its
+  // position is a good one.
+  child->m_parent = this;
+  MakeChildren(capacity_hint);
+  m_children->insertAt(child_index, child);
+  TREE_LOG("Insert", tree_log::kTrace, "End Insert(Tree_NodePtr& new_child, int child_index)\n");
+  return 1;
+}
+
+void Tree_Node::MakeChildren(int capacity) {
+  if (m_children != nullptr) return;
+  void* memory = m_sChildTreeNodeVec.Allocate();
+  if (memory == nullptr) memory = ::operator new(sizeof(Tree_NodePtrVec));
+  m_children = ::new (memory) Tree_NodePtrVec;
+  if (capacity > 0) m_children->resize(capacity);
+}
+
+int Tree_Node::Remove(Tree_NodePtr& a_child) {
+  if (a_child.isNull()) {
+    TREE_LOG("Remove", tree_log::kError, "Remove(Tree_NodePtr & a_child): a_child is NULL\n");
+    return 0;
+  }
+  return Remove(GetIndex(a_child));
+}
+
+int Tree_Node::Remove(int child_index) {
+  if (m_children == nullptr) {
+    // Intended: of all refusals only this one is a trace; nodes that never had children
+    // are asked to drop one all the time.
+    TREE_LOG("Remove", tree_log::kTrace,
+             "Remove(int child_index) : children vec is null, return FALSE\n");
+    return 0;
+  }
+  const Tree_NodePtr child(m_children->at(child_index));
+  if (!child.isNull()) child->m_parent = nullptr;
+  m_children->removeAt(child_index);
+  return 1;
+}
+
+int Tree_Node::Remove(const RWCString& name) {
+  if (name.isNull()) {
+    TREE_LOG("Remove", tree_log::kError,
+             "Remove(RWCString & path)under <%s> : path is null, return FALSE\n", GetPath().data());
+    return 0;
+  }
+  Tree_NodePtr* const child = FindChild(name);
+  return child == nullptr ? 0 : Remove(*child);
+}
+
+Tree_NodePtr& Tree_Node::GetChildAt(int index) {
+  if (index < 0) {
+    TREE_LOG("GetChildAt", tree_log::kError,
+             "GetChildAt : under <%s> index <%d> index is less then 0,return null Tree_NodePtr\n",
+             GetPath().data(), index);
+    return NULL_TREE_NODE_PTR;
+  }
+  if (index >= GetChildCount()) {
+    TREE_LOG("GetChildAt", tree_log::kError,
+             "GetChildAt : index >= GetChildCount(),return null Tree_NodePtr\n");
+    return NULL_TREE_NODE_PTR;
+  }
+  if (m_children == nullptr) {
+    // Never seen: without children no index passes the test before.
+    TREE_LOG("GetChildAt", tree_log::kError,
+             "GetChildAt : children vec is null, return NULL_TREE_NODE_PTR\n");
+    return NULL_TREE_NODE_PTR;
+  }
+  return m_children->at(index);
+}
+
+int Tree_Node::GetIndex(Tree_NodePtr& a_child) {
+  if (m_children == nullptr) {
+    TREE_LOG("GetIndex", tree_log::kError,
+             "GetIndex(Tree_NodePtr & a_child) : children vec is null, return -1\n");
+    return -1;
+  }
+  return m_children->index(a_child);
+}
+
+int Tree_Node::IsNodeChild(Tree_NodePtr& node) {
+  if (node.isNull()) {
+    TREE_LOG("IsNodeChild", tree_log::kError,
+             "IsNodeChild(  Tree_NodePtr & node): node is NULL, return FALSE\n");
+    return 0;
+  }
+  return GetChildCount() > 0 && node->m_parent == this ? 1 : 0;
+}
+
+int Tree_Node::IsNodeAncestor(Tree_NodePtr& another_node) {
+  TREE_LOG("IsNodeAncestor", tree_log::kTrace,
+           "Start IsNodeAncestor(Tree_NodePtr & another_node)\n");
+  if (another_node.isNull()) {
+    TREE_LOG("IsNodeAncestor", tree_log::kError,
+             "IsNodeAncestor(Tree_NodePtr & another_node) : another_node is NULL\n");
+    return 0;
+  }
+  for (const Tree_Node* node = this; node != nullptr; node = node->m_parent) {
+    if (another_node == node) {
+      TREE_LOG("IsNodeAncestor", tree_log::kTrace,
+               "END IsNodeAncestor(Tree_NodePtr & another_node), return TRUE\n");
+      return 1;
+    }
+  }
+  TREE_LOG("IsNodeAncestor", tree_log::kTrace,
+           "END IsNodeAncestor(Tree_NodePtr & another_node), return FALSE\n");
+  return 0;
+}

@@ -1,0 +1,286 @@
+// Tree_Node: from names and paths to nodes.
+
+#include <cstddef>
+#include <cstring>
+#include <memory>
+#include <new>
+#include <utility>
+#include <vector>
+
+#include "Tree/Tree_Interning.h"
+#include "Tree/Tree_Log.h"
+#include "Tree/Tree_Node.h"
+#include "Tree/Tree_PathSegments.h"
+
+// --- One level ---------------------------------------------------------------
+
+// The first child whose name equals a text without zero bytes, both taken up to the
+// first zero byte.
+Tree_NodePtr* Tree_Node::FindChild(const char* name, std::size_t length) const {
+  return m_children == nullptr ? nullptr : m_children->FindZeroTerminated(name, length);
+}
+
+// The first child with exactly that name.
+Tree_NodePtr* Tree_Node::FindChild(const RWCString& name) const {
+  if (m_children == nullptr) return nullptr;
+  return m_children->Find(tree_interning::Find(name));
+}
+
+Tree_NodePtr Tree_Node::Get(const char* name, Tree_NodePtr& this_ptr) {
+  if (*name == '\0') return this_ptr;
+  const Tree_NodePtr* const child = FindChild(name, std::strlen(name));
+  // A null handle of its own leaves the shared one, and its counter, alone.
+  return child == nullptr ? Tree_NodePtr() : *child;
+}
+
+Tree_NodePtr Tree_Node::Get(const RWCString& name, Tree_NodePtr& this_ptr) {
+  return Get(name.data(), this_ptr);
+}
+
+Tree_Node* Tree_Node::Get(const RWCString& name, Tree_Node* this_node) {
+  if (name.isNull()) return this_node;
+  const Tree_NodePtr* const child = FindChild(name);
+  return child == nullptr ? nullptr : child->get();
+}
+
+Tree_NodePtr& Tree_Node::GetByRef(RWCString& name, Tree_NodePtr& this_ptr) {
+  if (name.isNull()) return this_ptr;
+  Tree_NodePtr* const child = FindChild(name);
+  return child == nullptr ? NULL_TREE_NODE_PTR : *child;
+}
+
+// --- Paths -------------------------------------------------------------------
+
+template <class Segments>
+Tree_NodePtr* Tree_Node::Walk(Segments& segments, Tree_NodePtr& this_ptr) {
+  const Tree_Node* node = this;
+  Tree_NodePtr* handle = &this_ptr;
+  for (;;) {
+    const Tree_PathSegment segment = segments.Next();
+    if (segment.length == 0) return handle;
+    handle = node->FindChild(segment.text, segment.length);
+    if (handle == nullptr || segments.WasLast()) return handle;
+    node = handle->get();
+  }
+}
+
+Tree_NodePtr* Tree_Node::NodeAt(const RWCString& path, Tree_NodePtr& this_ptr) {
+  Tree_PathSegments segments(path);
+  return Walk(segments, this_ptr);
+}
+
+Tree_NodePtr Tree_Node::GetRelativeNode(Tree_Path& path, Tree_NodePtr& this_ptr) {
+  Tree_PathReader segments(path);
+  const Tree_NodePtr* const node = Walk(segments, this_ptr);
+  return node == nullptr ? Tree_NodePtr() : *node;
+}
+
+Tree_NodePtr& Tree_Node::GetRelativeNodeByRef(Tree_Path& path, Tree_NodePtr& this_ptr) {
+  Tree_PathReader segments(path);
+  Tree_NodePtr* const node = Walk(segments, this_ptr);
+  return node == nullptr ? NULL_TREE_NODE_PTR : *node;
+}
+
+Tree_NodePtr Tree_Node::GetOrCreateRelativeNode(Tree_Path& path, Tree_NodePtr& this_ptr) {
+  Tree_PathReader segments(path);
+  // Intended: a leaf on the way refuses the node that is made for the next segment.
+  // That node stands in no tree; it and what is made below it live until the end of
+  // this call, and only the result beyond.
+  Tree_NodePtr refused;
+  Tree_NodePtr made;
+  Tree_Node* node = this;
+  Tree_NodePtr* handle = &this_ptr;
+  for (;;) {
+    const Tree_PathSegment segment = segments.Next();
+    if (segment.length == 0) return *handle;
+    if (Tree_NodePtr* const child = node->FindChild(segment.text, segment.length)) {
+      handle = child;
+    } else {
+      made = Tree_NodePtr(NewInnerNode(segment.text, segment.length));
+      if (node->Insert(made, node->GetChildCount(), -1) == 0) refused = made;
+      handle = &made;
+    }
+    if (segments.WasLast()) return *handle;
+    node = handle->get();
+  }
+}
+
+Tree_NodePtr Tree_Node::GetOrCreateUnProtectedRelativeNode(Tree_Path& path,
+                                                           Tree_NodePtr& this_ptr) {
+  return GetOrCreateRelativeNode(path, this_ptr);
+}
+
+// What Tree_Node(RWCString) makes of a name.  A name that is stored already and needs no
+// mending, which is the usual case, needs no string either.
+Tree_Node* Tree_Node::NewInnerNode(const char* name, std::size_t length) {
+  if (name[0] != ' ' && name[length - 1] != ' ') {
+    if (const RWCString* const interned = tree_interning::Find(name, length)) {
+      return new Tree_Node(interned);
+    }
+  }
+  return new Tree_Node(RWCString(name, length));
+}
+
+// --- Sub-trees ---------------------------------------------------------------
+
+Tree_NodePtr Tree_Node::GetRelativeSubTree(Tree_Path& path, Tree_NodePtr& this_ptr) {
+  Tree_NodePtr& node = GetRelativeSubTreeByRef(path, this_ptr);
+  return node.isNull() ? Tree_NodePtr() : node;
+}
+
+Tree_NodePtr& Tree_Node::GetRelativeSubTreeByRef(Tree_Path& path, Tree_NodePtr& this_ptr) {
+  if (this_ptr.isNull()) return NULL_TREE_NODE_PTR;
+  Tree_NodePtr& node = this_ptr->GetRelativeNodeByRef(path, this_ptr);
+  return node.isNull() || node->IsLeaf() ? NULL_TREE_NODE_PTR : node;
+}
+
+// The texts of both index forms name the plain one.
+Tree_NodePtr Tree_Node::GetRelativeSubTree(RWCString& path, int index, Tree_NodePtr& this_ptr) {
+  TREE_LOG("GetRelativeSubTree", tree_log::kTrace,
+           "Start GetRelativeSubTree(RWCString & path,int index,Tree_NodePtr & this_ptr)\n");
+  if (index < 0) {
+    TREE_LOG("GetRelativeSubTree", tree_log::kTrace,
+             "GetRelativeSubTree(RWCString & path,int index,Tree_NodePtr & this_ptr) : index less "
+             "then 0 , return null Tree_NodePtr\n");
+    return Tree_NodePtr();
+  }
+  const Tree_NodePtr* const found = NodeAt(path, this_ptr);
+  if (found == nullptr || found->isNull()) {
+    TREE_LOG("GetRelativeSubTree", tree_log::kTrace,
+             "GetRelativeSubTree(RWCString & path,int index,Tree_NodePtr & this_ptr) : path does "
+             "not exist : %s , return null Tree_NodePtr\n",
+             path.data());
+    return Tree_NodePtr();
+  }
+  const Tree_NodePtr node(*found);
+  // Intended: the bound is the number of all children, though only sub-trees count.
+  if (index >= node->GetChildCount()) {
+    TREE_LOG("GetRelativeSubTree", tree_log::kTrace,
+             "GetRelativeSubTree(RWCString & path,int index,Tree_NodePtr & this_ptr) : index must "
+             "be less then child count , return null Tree_NodePtr\n");
+    return Tree_NodePtr();
+  }
+  const Tree_NodePtr* const child = node->NthChild(Kind::kSubTree, index);
+  if (child == nullptr) {
+    TREE_LOG("GetRelativeSubTree", tree_log::kTrace,
+             "GetRelativeSubTree(RWCString & path,int index,Tree_NodePtr & this_ptr) : index not "
+             "exist : %d , return null Tree_NodePtr\n",
+             index);
+    return Tree_NodePtr();
+  }
+  TREE_LOG("GetRelativeSubTree", tree_log::kTrace,
+           "End GetRelativeSubTree(RWCString & path,int index,Tree_NodePtr & this_ptr)\n");
+  return *child;
+}
+
+Tree_NodePtr& Tree_Node::GetRelativeSubTreeByRef(RWCString& path, int index,
+                                                 Tree_NodePtr& this_ptr) {
+  TREE_LOG("GetRelativeSubTreeByRef", tree_log::kTrace,
+           "Start GetRelativeSubTree(RWCString & path,int index,Tree_NodePtr & this_ptr)\n");
+  if (index < 0) {
+    TREE_LOG("GetRelativeSubTreeByRef", tree_log::kTrace,
+             "GetRelativeSubTree(RWCString & path,int index,Tree_NodePtr & this_ptr) : index less "
+             "then 0 , return null Tree_NodePtr\n");
+    return NULL_TREE_NODE_PTR;
+  }
+  const Tree_NodePtr* const node = NodeAt(path, this_ptr);
+  if (node == nullptr || node->isNull()) {
+    TREE_LOG("GetRelativeSubTreeByRef", tree_log::kTrace,
+             "GetRelativeSubTree(RWCString & path,int index,Tree_NodePtr & this_ptr) : path does "
+             "not exist : %s , return null Tree_NodePtr\n",
+             path.data());
+    return NULL_TREE_NODE_PTR;
+  }
+  if (index >= (*node)->GetChildCount()) {
+    // Intended: an error here, a trace in the plain form.
+    TREE_LOG("GetRelativeSubTreeByRef", tree_log::kError,
+             "GetRelativeSubTree(RWCString & path,int index,Tree_NodePtr & this_ptr) under <%s> "
+             "path <%s> index <%d>: index must be less then child count , return null "
+             "Tree_NodePtr\n",
+             GetPath().data(), path.data(), index);
+    return NULL_TREE_NODE_PTR;
+  }
+  Tree_NodePtr* const child = (*node)->NthChild(Kind::kSubTree, index);
+  if (child == nullptr) {
+    TREE_LOG("GetRelativeSubTreeByRef", tree_log::kTrace,
+             "GetRelativeSubTree(RWCString & path,int index,Tree_NodePtr & this_ptr) : index not "
+             "exist : %d , return null Tree_NodePtr\n",
+             index);
+    return NULL_TREE_NODE_PTR;
+  }
+  return *child;
+}
+
+Tree_NodePtr* Tree_Node::NthChild(Kind kind, int index) const {
+  if (m_children == nullptr) return nullptr;
+  for (Tree_NodePtr* child : m_children->m_elements) {
+    if (child->isNull() || (*child)->IsLeaf() != (kind == Kind::kLeaf)) continue;
+    if (index-- == 0) return child;
+  }
+  return nullptr;
+}
+
+int Tree_Node::CountChildren(Kind kind) const {
+  int count = 0;
+  if (m_children == nullptr) return count;
+  for (const Tree_NodePtr* child : m_children->m_elements) {
+    if (!child->isNull() && (*child)->IsLeaf() == (kind == Kind::kLeaf)) ++count;
+  }
+  return count;
+}
+
+// --- Search ------------------------------------------------------------------
+
+String_Arr* Tree_Node::Search(const RWCString& path, Tree_NodePtr& this_ptr, int strip_top) {
+  TREE_LOG("Search", tree_log::kTrace, "Start Search(RWCString & path,Tree_NodePtr & this_ptr)\n");
+  if (path.isNull()) {
+    TREE_LOG("Search", tree_log::kError,
+             "Search(RWCString & path,Tree_NodePtr & this_ptr): path is NULL, return NULL\n");
+    return nullptr;
+  }
+  RWTValOrderedVector<RWCString> found;
+  Search(path, this_ptr, found);
+  if (found.entries() == 0) {
+    TREE_LOG("Search", tree_log::kTrace,
+             "Search(RWCString & path,Tree_NodePtr & this_ptr): Search(path,this_ptr,ret) return "
+             "empty vec (empty search result), return NULL\n");
+    return nullptr;
+  }
+
+  const int count = static_cast<int>(found.entries());
+  auto paths = std::make_unique<String_Arr>(count);
+  for (int i = 0; i < count; ++i) {
+    const RWCString& full = found[static_cast<std::size_t>(i)];
+    const std::size_t joint = strip_top != 0 ? full.index(separator) : RW_NPOS;
+    const std::size_t start = joint == RW_NPOS ? 0 : joint + separator.length();
+    paths->SetStr(i, full.data() + start, -1);
+  }
+  TREE_LOG("Search", tree_log::kTrace, "End Search(RWCString & path,Tree_NodePtr & this_ptr)\n");
+  return paths.release();
+}
+
+// Collects the full paths, a starting node before those below it.
+void Tree_Node::Search(const RWCString& path, Tree_NodePtr& this_ptr,
+                       RWTValOrderedVector<RWCString>& ret) {
+  struct Level {
+    Tree_Node* node;
+    std::size_t next;
+  };
+  std::vector<Level> way;
+  const auto enter = [&](Tree_Node* node, Tree_NodePtr& handle) {
+    const Tree_NodePtr* const found = node->NodeAt(path, handle);
+    if (found != nullptr && !found->isNull()) ret.append((*found)->GetPath());
+    if (node->m_children != nullptr) way.push_back({node, 0});
+  };
+  enter(this, this_ptr);
+  while (!way.empty()) {
+    Level& level = way.back();
+    const std::vector<Tree_NodePtr*>& children = level.node->m_children->m_elements;
+    if (level.next == children.size()) {
+      way.pop_back();
+      continue;
+    }
+    Tree_NodePtr& child = *children[level.next++];
+    if (!child.isNull()) enter(child.get(), child);
+  }
+}

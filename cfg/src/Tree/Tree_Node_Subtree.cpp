@@ -1,0 +1,233 @@
+// Tree_Node: operations on everything from a node down.
+//
+// A chain of a million nodes is a tree like any other.  Whatever goes down a tree
+// therefore keeps its way back in a vector, or in nodes that are about to go, and never
+// in the call stack.
+
+#include <cassert>
+#include <cstddef>
+#include <memory>
+#include <utility>
+#include <vector>
+
+#include "Tree/Tree_Log.h"
+#include "Tree/Tree_Node.h"
+
+void Tree_Node::Destroy() {
+  if (!BeginDestroy()) return;
+
+  // A child's last handle may be ours, and a grandchild's last handle the child's.
+  // Nodes that are let go for good stay until their own children are gone, and their
+  // parent pointers, which nobody can ask for any more, are the way back up.
+  Tree_Node* node = this;
+  for (;;) {
+    Tree_Node* dead = nullptr;
+    if (node->m_children->DropNext(dead)) {
+      if (dead == nullptr) continue;
+      if (dead->BeginDestroy()) {
+        dead->m_parent = node;
+        node = dead;
+      } else {
+        delete dead;
+      }
+      continue;
+    }
+    node->FreeChildren();
+    if (node == this) return;
+    dead = node;
+    node = node->m_parent;
+    delete dead;
+  }
+}
+
+// Everything that goes before the children do.  False when there are none to go.
+bool Tree_Node::BeginDestroy() {
+  // Whoever still holds a child must not reach this node through it any more.
+  if (m_children != nullptr) {
+    for (const Tree_NodePtr* child : m_children->m_elements) {
+      if (!child->isNull()) (*child)->m_parent = nullptr;
+    }
+  }
+  delete std::exchange(m_value, nullptr);
+  if (m_children == nullptr) return false;
+  m_children->Clear();
+  return true;
+}
+
+void Tree_Node::FreeChildren() noexcept {
+  Tree_NodePtrVec* const children = std::exchange(m_children, nullptr);
+  children->~Tree_NodePtrVec();
+  if (!m_sChildTreeNodeVec.AddToFreeList(children)) ::operator delete(children);
+}
+
+Tree_NodePtr Tree_Node::DuplicateFromHereDown(bool /*unused*/) {
+  struct Level {
+    Tree_Node* source;
+    Tree_NodePtr copy;
+    int next = 0;
+  };
+  std::vector<Level> way;
+  way.push_back({this, DuplicateAlone()});
+  for (;;) {
+    Level& level = way.back();
+    const int count = level.source->GetChildCount();
+    if (level.next < count) {
+      Tree_Node* const child = level.source->m_children->at(level.next).get();
+      if (child == nullptr) {
+        ++level.next;
+      } else if (child->m_children == nullptr) {
+        level.copy->AdoptDuplicate(child->DuplicateAlone(), level.next++, count);
+      } else {
+        way.push_back({child, child->DuplicateAlone()});
+      }
+      continue;
+    }
+    // A copy is complete before it is given to its parent's copy.
+    Tree_NodePtr copy = std::move(level.copy);
+    way.pop_back();
+    if (way.empty()) return copy;
+    Level& parent = way.back();
+    const int index = parent.next++;
+    parent.copy->AdoptDuplicate(std::move(copy), index, parent.source->GetChildCount());
+  }
+}
+
+Tree_NodePtr Tree_Node::DuplicateAlone() const {
+  std::unique_ptr<Tree_Value> value;
+  if (!m_allows_children && m_value != nullptr) {
+    value.reset(new Tree_Value(m_value->m_value, m_value->m_is_change));
+  }
+  Tree_Node* const copy = new Tree_Node(m_key_name, value.get());
+  // The node owns the value from here on, and the handle the node.
+  static_cast<void>(value.release());
+  return Tree_NodePtr(copy);
+}
+
+// Insert(child, child_index, child_count) of a copy that belongs to nobody yet.
+void Tree_Node::AdoptDuplicate(Tree_NodePtr&& child, int child_index, int child_count) {
+  const bool next_in_order = m_allows_children && child_index == GetChildCount();
+  if (!next_in_order) {
+    // A leaf that was given children by hand: its copy refuses them.
+    Insert(child, child_index, child_count);
+    return;
+  }
+  TREE_LOG("Insert", tree_log::kTrace,
+           "Start Insert(Tree_NodePtr& new_child = %d, int child_index = %d)\n", child_index,
+           child_count);
+  child->m_parent = this;
+  MakeChildren(child_count);
+  m_children->Append(std::move(child));
+  TREE_LOG("Insert", tree_log::kTrace, "End Insert(Tree_NodePtr& new_child, int child_index)\n");
+}
+
+void Tree_Node::ExecuteOnEntireSubtree(void (*fn)(Tree_Node*)) {
+  struct Level {
+    Tree_NodePtr held;  // `fn` may remove the node that it is called for
+    Tree_Node* node;
+    int next = 0;
+  };
+  fn(this);
+  std::vector<Level> way;
+  way.push_back({Tree_NodePtr(), this});
+  while (!way.empty()) {
+    Level& level = way.back();
+    // The count is read anew each time, for `fn` may have changed it.
+    if (level.next >= level.node->GetChildCount()) {
+      way.pop_back();
+      continue;
+    }
+    Tree_NodePtr child(level.node->m_children->at(level.next++));
+    Tree_Node* const node = child.get();
+    if (node == nullptr) continue;
+    fn(node);
+    way.push_back({std::move(child), node});
+  }
+}
+
+bool Tree_Node::RemoveEmptyBranches() {
+  // Children are removed from the last to the first.  Moving the others up each time
+  // would take quadratic time in a wide node, so that places stay empty until all
+  // children of a node have been looked at.
+  struct Level {
+    Tree_Node* node;
+    int index;      // children from here on have been looked at
+    int remaining;  // children that are left
+    void Close() const {
+      if (remaining < node->GetChildCount()) node->m_children->Close();
+    }
+    void Remove() {
+      --remaining;
+      node->m_children->at(index)->m_parent = nullptr;
+      node->m_children->Take(index);
+    }
+  };
+  std::vector<Level> way;
+  const auto enter = [&way](Tree_Node* node) {
+    way.push_back({node, node->GetChildCount(), node->GetChildCount()});
+  };
+  try {
+    enter(this);
+    for (;;) {
+      Level& level = way.back();
+      if (level.index > 0) {
+        Tree_Node* const child = level.node->m_children->at(--level.index).get();
+        if (child == nullptr || child->IsLeaf()) continue;
+        if (child->GetChildCount() > 0) {
+          enter(child);
+        } else {
+          level.Remove();
+        }
+        continue;
+      }
+      level.Close();
+      const bool has_children = level.remaining != 0;
+      const bool lives = has_children || level.node->GetTreeValue() != nullptr;
+      way.pop_back();
+      if (way.empty()) return lives;
+      if (!has_children) way.back().Remove();
+    }
+  } catch (...) {
+    for (const Level& level : way) level.Close();
+    throw;
+  }
+}
+
+// Calls `visit` for a node and everything below it, in no particular order.
+template <class Visit>
+void Tree_Node::VisitAll(Tree_Node* top, Visit visit) {
+  if (top == nullptr) return;
+  std::vector<Tree_Node*> pending{top};
+  while (!pending.empty()) {
+    Tree_Node* const node = pending.back();
+    pending.pop_back();
+    visit(node);
+    if (node->m_children == nullptr) continue;
+    for (const Tree_NodePtr* child : node->m_children->m_elements) {
+      if (child->isNull()) continue;
+      if ((*child)->m_children == nullptr) {
+        visit(child->get());
+      } else {
+        pending.push_back(child->get());
+      }
+    }
+  }
+}
+
+int Tree_Node::GetNodeNum() {
+  int count = 0;
+  VisitAll(this, [&count](const Tree_Node*) { ++count; });
+  return count;
+}
+
+void Tree_Node::GetRecursiveChildCount(Tree_NodePtr& node, int& count) {
+  VisitAll(node.get(), [&count](Tree_Node* visited) { count += visited->GetChildCount(); });
+}
+
+std::size_t Tree_Node::GetTotalSize() {
+  std::size_t size = 0;
+  VisitAll(this, [&size](const Tree_Node* node) {
+    size += node->m_key_name->length();
+    if (node->m_value != nullptr) size += node->m_value->m_value->length();
+  });
+  return size;
+}

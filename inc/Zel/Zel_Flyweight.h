@@ -1,0 +1,296 @@
+#ifndef ZEL_ZEL_FLYWEIGHT_H
+#define ZEL_ZEL_FLYWEIGHT_H
+
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <memory>
+#include <vector>
+
+#include "ThreadAPI/Mutex.h"
+#include "ThreadAPI/ThreadAPI_LockGuard.h"
+#include "ThreadAPI/ThreadAPI_RWSpinLock.h"
+#include "Zel/Zel_LogFile.h"
+
+// Zel_FlyweightContainer: stores equal strings once.
+//
+// USE     GetValue(s) yields a pointer to the one stored string that equals s, byte
+//         for byte, and stores it first when there is none.  The pointer is valid
+//         and the string unchanged until the container goes; nothing is ever
+//         removed.  Two pointers of one container are equal exactly when their
+//         strings are.
+//
+// INSIDE  Strings stand in buffers of fly_size slots that never move.  The index is
+//         an open-addressing hash table whose cells are written once: a cell holds
+//         the address of a slot and, in its upper 16 bits, a piece of the hash, so
+//         that hardly any probe reads a string in vain.
+//         A full table is replaced by one of twice the size; the old one stays for
+//         the readers that may still be in it.
+//         Invariant: a slot is filled before the cell that names it is published,
+//         and never written again.  That is why look-ups take no lock and write no
+//         shared memory, whatever other threads insert meanwhile.
+//
+// T is a string type with hash(), data(), length(), ==, and the static functions
+// hash(bytes, length) and Permanent(string) of RWCString.
+//
+// Threads: a container made with thread_safe may be used from any thread; inserts
+// are exclusive.  Another one belongs to whoever serialises its use.
+//
+// Errors: exhausted memory throws std::bad_alloc and leaves the container as it was.
+template <class T>
+class Zel_FlyweightContainer {
+ public:
+  // How long the stored texts live: with the container, or until the process ends.
+  // Texts that stay are not counted, so that copying a stored string never makes two
+  // cores fight over a counter.
+  enum class Texts { kWithContainer, kPermanent };
+
+  // `fly_size` is the number of strings per buffer; -1 makes a container that stores
+  // nothing and refuses GetValue.
+  Zel_FlyweightContainer(bool thread_safe, std::size_t fly_size,
+                         Texts texts = Texts::kWithContainer);
+  ~Zel_FlyweightContainer();
+
+  Zel_FlyweightContainer(const Zel_FlyweightContainer&) = delete;
+  Zel_FlyweightContainer& operator=(const Zel_FlyweightContainer&) = delete;
+
+  // The stored string that equals `s`; null when the fly size is -1.  A caller that
+  // knows `s` to be new saves a look-up by passing look_up_first = false; the result
+  // is the same.
+  const T* GetValue(const T& s, bool look_up_first);
+
+  // Stores `s` unless it is there already, and yields the stored string.  Takes no
+  // lock; only GetValue and callers that serialise everything call it.
+  const T* insert_value(const T& s);
+
+  // The stored string with these bytes, null when there is none.  Never stores or
+  // logs anything and may be called from any thread.
+  const T* Find(const char* bytes, std::size_t length) const;
+
+ private:
+  static constexpr const char* kSource = "Zel/Zel_Flyweight";
+  static constexpr int kCategory = 234;
+  static constexpr std::int32_t kNoBuffers = -1;
+  static constexpr int kTagShift = 48;
+  static constexpr std::uint64_t kAddressMask = (std::uint64_t{1} << kTagShift) - 1;
+  static_assert(sizeof(void*) == 8, "cells keep a piece of the hash above a 48-bit address");
+
+  struct Table {
+    explicit Table(std::size_t cell_count)
+        : mask(cell_count - 1), cells(new std::atomic<std::uint64_t>[cell_count]()) {}
+
+    std::size_t mask;  // number of cells, a power of two, minus one
+    std::unique_ptr<std::atomic<std::uint64_t>[]> cells;
+  };
+
+  static std::size_t CellsFor(std::size_t strings);
+  static std::uint64_t Cell(const T* slot, unsigned hash);
+  static const T* Slot(std::uint64_t cell);
+
+  const T* Find(const char* bytes, std::size_t length, unsigned hash) const;
+  void Enter(const T* slot, unsigned hash);
+  void GrowIndex();
+  void ExpendBuffer();
+  std::size_t SlotsPerBuffer() const;
+
+  ThreadAPI_RWSpinLock m_lock;
+  Mutex m_mutex;
+  T* m_buffer = nullptr;    // the buffer being filled
+  std::int32_t m_fly_size;  // slots per buffer, or kNoBuffers
+  std::int32_t m_next_free = 0;
+  bool m_thread_safe;
+  bool m_use_regular_mutex = false;
+  Texts m_texts;
+  std::atomic<const Table*> m_index{nullptr};
+  std::size_t m_stored = 0;                      // strings in the index
+  std::vector<std::unique_ptr<Table>> m_tables;  // the index and those it outgrew
+  std::vector<std::unique_ptr<T[]>> m_buffers;   // every buffer, in order of making
+};
+
+#define ZEL_FLYWEIGHT_LOG(method, level, ...)                                                      \
+  do {                                                                                             \
+    if (ZelGLog.StoreParams(kSource, "Zel_FlyweightContainer<class RWCString>::" method, __LINE__, \
+                            level, kCategory, 1)) {                                                \
+      ZelGLog.Log(__VA_ARGS__);                                                                    \
+    }                                                                                              \
+  } while (false)
+
+template <class T>
+Zel_FlyweightContainer<T>::Zel_FlyweightContainer(bool thread_safe, std::size_t fly_size,
+                                                  Texts texts)
+    : m_fly_size(static_cast<std::int32_t>(static_cast<std::uint32_t>(fly_size))),
+      m_thread_safe(thread_safe),
+      m_texts(texts) {
+  // A fly size of -1 asks for no strings at all, and beyond a million the index may
+  // as well grow when the strings come.
+  constexpr std::size_t kCellsWithoutSize = 64;
+  constexpr std::size_t kLargestFirstIndex = std::size_t{1} << 20;
+  m_tables.push_back(std::make_unique<Table>(
+      m_fly_size == kNoBuffers
+          ? kCellsWithoutSize
+          : CellsFor(fly_size < kLargestFirstIndex ? fly_size : kLargestFirstIndex)));
+  m_index.store(m_tables.back().get(), std::memory_order_release);
+  ZEL_FLYWEIGHT_LOG("Zel_FlyweightContainer", 6,
+                    "Zel_FlyweightContainer, Created with thread_safe = %d, fly_size = %d\n",
+                    static_cast<int>(m_thread_safe), static_cast<int>(m_fly_size));
+
+  ZEL_FLYWEIGHT_LOG("Zel_FlyweightContainer", 6,
+                    "Zel_FlyweightContainer, Initializing Readers-Writers Lock\n");
+  try {
+    ThreadAPI_RWReadSpinScopeLock probe(m_lock);
+  } catch (...) {
+    ZEL_FLYWEIGHT_LOG(
+        "Zel_FlyweightContainer", 3,
+        "Major Critical Problem, Can't use readers writers lock! Using regular mutex\n");
+    m_use_regular_mutex = true;
+  }
+
+  if (m_fly_size != kNoBuffers) {
+    // The line of a new buffer bears the name of whoever makes it.
+    ExpendBuffer();
+    ZEL_FLYWEIGHT_LOG("Zel_FlyweightContainer", 7,
+                      "Zel_FlyweightContainer, Expend buffer, fly size is %d\n",
+                      static_cast<int>(static_cast<std::size_t>(m_fly_size) * m_buffers.size()));
+  }
+}
+
+template <class T>
+Zel_FlyweightContainer<T>::~Zel_FlyweightContainer() {
+  ZEL_FLYWEIGHT_LOG("~Zel_FlyweightContainer", 6, "Dtor ~Zel_FlyweightContainer\n");
+}
+
+template <class T>
+const T* Zel_FlyweightContainer<T>::GetValue(const T& s, bool look_up_first) {
+  if (m_fly_size == kNoBuffers) {
+    ZEL_FLYWEIGHT_LOG("GetValue", 3, "This function is not supported if Flyweight size if -1\n");
+    return nullptr;
+  }
+  if (look_up_first) {
+    const T* found = nullptr;
+    if (!m_thread_safe) {
+      ZEL_FLYWEIGHT_LOG("GetValue", 7, "Working non threadsafe\n");
+      found = Find(s.data(), s.length(), s.hash());
+    } else if (m_use_regular_mutex) {
+      ZEL_FLYWEIGHT_LOG("GetValue", 7, "Using regular mutex\n");
+      ThreadAPI_LockGuard guard(m_mutex);
+      found = Find(s.data(), s.length(), s.hash());
+    } else {
+      found = Find(s.data(), s.length(), s.hash());
+    }
+    if (found != nullptr) return found;
+  }
+  if (!m_thread_safe) return insert_value(s);
+  if (m_use_regular_mutex) {
+    ThreadAPI_LockGuard guard(m_mutex);
+    return insert_value(s);
+  }
+  ThreadAPI_RWWriteSpinScopeLock guard(m_lock);
+  return insert_value(s);
+}
+
+template <class T>
+const T* Zel_FlyweightContainer<T>::insert_value(const T& s) {
+  // A full buffer is followed by another before anyone knows whether s is new; the
+  // comparison also holds for a fly size of 0, whose buffers have one slot.
+  if (m_next_free >= m_fly_size) {
+    ExpendBuffer();
+    ZEL_FLYWEIGHT_LOG("insert_value", 7, "Zel_FlyweightContainer, Expend buffer, fly size is %d\n",
+                      static_cast<int>(static_cast<std::size_t>(m_fly_size) * m_buffers.size()));
+  }
+  const unsigned hash = s.hash();
+  // Another thread may have stored s since this one looked; the slot stays free then.
+  if (const T* found = Find(s.data(), s.length(), hash)) return found;
+
+  GrowIndex();
+  T* const slot = m_buffer + m_next_free;
+  *slot = m_texts == Texts::kPermanent ? T::Permanent(s) : s;
+  Enter(slot, hash);
+  ++m_next_free;
+  return slot;
+}
+
+template <class T>
+const T* Zel_FlyweightContainer<T>::Find(const char* bytes, std::size_t length) const {
+  return Find(bytes, length, T::hash(bytes, length));
+}
+
+template <class T>
+const T* Zel_FlyweightContainer<T>::Find(const char* bytes, std::size_t length,
+                                         unsigned hash) const {
+  const Table& table = *m_index.load(std::memory_order_acquire);
+  const std::uint64_t tag = Cell(nullptr, hash);
+  for (std::size_t at = hash & table.mask;; at = (at + 1) & table.mask) {
+    const std::uint64_t cell = table.cells[at].load(std::memory_order_acquire);
+    if (cell == 0) return nullptr;
+    if ((cell & ~kAddressMask) != tag) continue;
+    const T* const slot = Slot(cell);
+    if (slot->length() == length && std::memcmp(slot->data(), bytes, length) == 0) return slot;
+  }
+}
+
+// Publishes `slot`, which must be filled and not be in the index.
+template <class T>
+void Zel_FlyweightContainer<T>::Enter(const T* slot, unsigned hash) {
+  const Table& table = *m_index.load(std::memory_order_relaxed);
+  std::size_t at = hash & table.mask;
+  while (table.cells[at].load(std::memory_order_relaxed) != 0) at = (at + 1) & table.mask;
+  table.cells[at].store(Cell(slot, hash), std::memory_order_release);
+  ++m_stored;
+}
+
+// Makes room in the index for one more string.
+template <class T>
+void Zel_FlyweightContainer<T>::GrowIndex() {
+  const Table& old = *m_index.load(std::memory_order_relaxed);
+  if (CellsFor(m_stored + 1) <= old.mask + 1) return;
+
+  m_tables.reserve(m_tables.size() + 1);
+  auto larger = std::make_unique<Table>((old.mask + 1) * 2);
+  for (std::size_t i = 0; i <= old.mask; ++i) {
+    const std::uint64_t cell = old.cells[i].load(std::memory_order_relaxed);
+    if (cell == 0) continue;
+    std::size_t at = Slot(cell)->hash() & larger->mask;
+    while (larger->cells[at].load(std::memory_order_relaxed) != 0) at = (at + 1) & larger->mask;
+    larger->cells[at].store(cell, std::memory_order_relaxed);
+  }
+  m_index.store(larger.get(), std::memory_order_release);
+  m_tables.push_back(std::move(larger));
+}
+
+// Intended: "Expend" is how the operation and its line have always been spelled.
+template <class T>
+void Zel_FlyweightContainer<T>::ExpendBuffer() {
+  m_buffers.reserve(m_buffers.size() + 1);
+  m_buffers.push_back(std::make_unique<T[]>(SlotsPerBuffer()));
+  m_buffer = m_buffers.back().get();
+  m_next_free = 0;
+}
+
+template <class T>
+std::size_t Zel_FlyweightContainer<T>::SlotsPerBuffer() const {
+  return m_fly_size > 0 ? static_cast<std::size_t>(m_fly_size) : 1;
+}
+
+// The smallest table that is at most two thirds full with so many strings.
+template <class T>
+std::size_t Zel_FlyweightContainer<T>::CellsFor(std::size_t strings) {
+  std::size_t cells = 64;
+  while (cells * 2 < strings * 3) cells *= 2;
+  return cells;
+}
+
+template <class T>
+std::uint64_t Zel_FlyweightContainer<T>::Cell(const T* slot, unsigned hash) {
+  return static_cast<std::uint64_t>(hash >> 16) << kTagShift |
+         static_cast<std::uint64_t>(reinterpret_cast<std::uintptr_t>(slot));
+}
+
+template <class T>
+const T* Zel_FlyweightContainer<T>::Slot(std::uint64_t cell) {
+  return reinterpret_cast<const T*>(static_cast<std::uintptr_t>(cell & kAddressMask));
+}
+
+#undef ZEL_FLYWEIGHT_LOG
+
+#endif  // ZEL_ZEL_FLYWEIGHT_H

@@ -1,0 +1,385 @@
+#include "rw/RWCString.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <functional>
+#include <new>
+#include <ostream>
+#include <stdexcept>
+#include <string_view>
+
+#include "ThreadAPI/Mutex.h"
+#include "ThreadAPI/ThreadAPI_LockGuard.h"
+#include "rw/RWBoundsErr.h"
+
+#if defined(_MSC_VER) && defined(_M_X64)
+#include <intrin.h>
+#endif
+
+namespace {
+
+// ---------------------------------------------------------------- Hashing
+//
+// Sixteen bytes per step: both halves are mixed with a secret and the state,
+// multiplied to 128 bits, and the product's halves are folded together.  The
+// names and values that trees intern are mostly 3 to 30 bytes long, so most
+// strings take two or three multiplications; the last 16 bytes are read as
+// such, overlapping what was read before, instead of byte by byte.  Long texts
+// go through three such chains side by side, since each multiplication has to
+// wait for the one before it in its chain.
+
+constexpr std::uint64_t kSecret0 = 0xA0761D6478BD642Full;
+constexpr std::uint64_t kSecret1 = 0xE7037ED1A0B428DBull;
+constexpr std::uint64_t kSecret2 = 0x8EBC6AF09C88C6E3ull;
+constexpr std::uint64_t kSecret3 = 0x589965CC75374CC3ull;
+
+inline std::uint64_t MultiplyAndFold(std::uint64_t a, std::uint64_t b) noexcept {
+#if defined(__SIZEOF_INT128__)
+  __extension__ using Product = unsigned __int128;
+  const Product product = static_cast<Product>(a) * b;
+  return static_cast<std::uint64_t>(product) ^ static_cast<std::uint64_t>(product >> 64);
+#elif defined(_MSC_VER) && defined(_M_X64)
+  std::uint64_t high;
+  const std::uint64_t low = _umul128(a, b, &high);
+  return low ^ high;
+#else
+  const std::uint64_t a_low = a & 0xFFFFFFFFu, a_high = a >> 32;
+  const std::uint64_t b_low = b & 0xFFFFFFFFu, b_high = b >> 32;
+  const std::uint64_t cross = a_high * b_low + ((a_low * b_low) >> 32);
+  const std::uint64_t middle = a_low * b_high + (cross & 0xFFFFFFFFu);
+  return (a * b) ^ (a_high * b_high + (cross >> 32) + (middle >> 32));
+#endif
+}
+
+inline std::uint64_t Read64(const char* bytes) noexcept {
+  std::uint64_t value;
+  std::memcpy(&value, bytes, sizeof value);
+  return value;
+}
+
+inline std::uint64_t Read32(const char* bytes) noexcept {
+  std::uint32_t value;
+  std::memcpy(&value, bytes, sizeof value);
+  return value;
+}
+
+// 1 to 3 bytes: the first, the middle and the last, which is all of them.
+inline std::uint64_t ReadUpTo3(const char* bytes, std::size_t length) noexcept {
+  const auto at = [bytes](std::size_t i) {
+    return static_cast<std::uint64_t>(static_cast<unsigned char>(bytes[i]));
+  };
+  return (at(0) << 16) | (at(length / 2) << 8) | at(length - 1);
+}
+
+std::uint64_t Hash64(const char* bytes, std::size_t length) noexcept {
+  std::uint64_t state = kSecret0;
+  std::uint64_t a = 0;
+  std::uint64_t b = 0;
+  if (length > 16) {
+    std::size_t left = length;
+    if (left > 48) {
+      std::uint64_t state1 = state;
+      std::uint64_t state2 = state;
+      for (; left > 48; bytes += 48, left -= 48) {
+        state = MultiplyAndFold(Read64(bytes) ^ kSecret1, Read64(bytes + 8) ^ state);
+        state1 = MultiplyAndFold(Read64(bytes + 16) ^ kSecret2, Read64(bytes + 24) ^ state1);
+        state2 = MultiplyAndFold(Read64(bytes + 32) ^ kSecret3, Read64(bytes + 40) ^ state2);
+      }
+      state ^= state1 ^ state2;
+    }
+    for (; left > 16; bytes += 16, left -= 16) {
+      state = MultiplyAndFold(Read64(bytes) ^ kSecret1, Read64(bytes + 8) ^ state);
+    }
+    a = Read64(bytes + left - 16);
+    b = Read64(bytes + left - 8);
+  } else if (length >= 8) {
+    a = Read64(bytes);
+    b = Read64(bytes + length - 8);
+  } else if (length >= 4) {
+    a = Read32(bytes);
+    b = Read32(bytes + length - 4);
+  } else if (length > 0) {
+    a = ReadUpTo3(bytes, length);
+  }
+  const std::uint64_t mixed = MultiplyAndFold(a ^ kSecret1, b ^ state);
+  return MultiplyAndFold(mixed ^ kSecret2, static_cast<std::uint64_t>(length) ^ kSecret1);
+}
+
+// ------------------------------------------------- Memory of permanent texts
+//
+// Chunks are filled from the front and never freed.  They are chained from a
+// static, so that leak checkers see them as reachable.
+
+struct Chunk {
+  Chunk* next;
+};
+
+constexpr std::size_t kChunkBytes = 64 * 1024;
+
+// Larger texts get a chunk of their own: they would waste the rest of the
+// present chunk.
+constexpr std::size_t kLargeText = kChunkBytes / 8;
+
+constinit Mutex g_arena_mutex;
+constinit Chunk* g_chunks = nullptr;
+constinit char* g_arena_next = nullptr;
+constinit std::size_t g_arena_left = 0;
+
+char* NewChunk(std::size_t bytes) {
+  // Not operator new: whoever counts its calls looks for what has to be given back.
+  Chunk* const chunk = static_cast<Chunk*>(std::malloc(sizeof(Chunk) + bytes));
+  if (chunk == nullptr) throw std::bad_alloc();
+  chunk->next = g_chunks;
+  g_chunks = chunk;
+  return reinterpret_cast<char*>(chunk + 1);
+}
+
+// `bytes` of permanent memory, aligned to 8.
+char* ArenaAllocate(std::size_t bytes) {
+  bytes = (bytes + 7) & ~static_cast<std::size_t>(7);
+  ThreadAPI_LockGuard guard(g_arena_mutex);
+  if (bytes > kLargeText) return NewChunk(bytes);
+  if (bytes > g_arena_left) {
+    g_arena_left = 0;
+    g_arena_next = NewChunk(kChunkBytes - sizeof(Chunk));
+    g_arena_left = kChunkBytes - sizeof(Chunk);
+  }
+  char* const memory = g_arena_next;
+  g_arena_next += bytes;
+  g_arena_left -= bytes;
+  return memory;
+}
+
+}  // namespace
+
+// ------------------------------------------------------- Representations
+
+constinit RWCString::Rep RWCString::s_empty[2] = {{{kUncounted}, 0, 0, {0}}, {{0}, 0, 0, {0}}};
+
+// A counted representation for `length` bytes, with room for `capacity` at
+// least; the caller fills in the bytes, the zero behind them is there.
+RWCString::Rep* RWCString::NewRep(std::size_t length, std::size_t capacity) {
+  if (length > kMaxLength) ThrowLength();
+  // Heaps hand out multiples of 16; the rest of the last one is usable room.
+  const std::size_t bytes = (sizeof(Rep) + capacity + 1 + 15) & ~static_cast<std::size_t>(15);
+  const std::size_t room = std::min(bytes - sizeof(Rep) - 1, kMaxLength);
+  Rep* const rep = new (::operator new(bytes))
+      Rep{{1}, static_cast<std::uint32_t>(length), static_cast<std::uint32_t>(room), {0}};
+  rep->Bytes()[length] = '\0';
+  return rep;
+}
+
+void RWCString::ReleaseCounted(Rep* rep) noexcept {
+  // The last owner needs no locked instruction: nobody else can raise the
+  // count of a representation that nobody else holds.
+  if (rep->count.load(std::memory_order_acquire) == 1 ||
+      rep->count.fetch_sub(1, std::memory_order_acq_rel) == 1) {
+    ::operator delete(rep);
+  }
+}
+
+// Whether the representation is this string's alone and may be changed.  The
+// load orders the change behind the last use by whoever shared it before.
+bool RWCString::IsAlone() const noexcept {
+  return m_rep->count.load(std::memory_order_acquire) == 1;
+}
+
+// Room for a string that grows to `length`: twice what it has, so that the
+// copying of a text appended byte by byte adds up to its length.
+std::size_t RWCString::GrownCapacity(std::size_t length) const noexcept {
+  const std::size_t doubled = std::min<std::size_t>(kMaxLength, m_rep->length * std::size_t{2});
+  return std::max(length, doubled);
+}
+
+void RWCString::ThrowLength() {
+  throw std::length_error("RWCString: beyond 2^32 - 17 bytes");
+}
+
+void RWCString::ThrowBounds(std::size_t i, std::size_t count) {
+  RWBoundsErr::Raise(static_cast<long long>(i), count);
+}
+
+// ---------------------------------------------------------- Construction
+
+RWCString::RWCString(const char* text) : RWCString(text, LengthOf(text)) {}
+
+RWCString::RWCString(const char* bytes, std::size_t length) : m_rep(s_empty) {
+  if (bytes == nullptr || length == 0) return;
+  m_rep = NewRep(length, length);
+  std::memcpy(m_rep->Bytes(), bytes, length);
+}
+
+RWCString RWCString::Permanent(const RWCString& text) {
+  const std::size_t length = text.length();
+  if (length == 0) return RWCString();
+  if ((text.m_rep->count.load(std::memory_order_relaxed) & kUncounted) != 0) return text;
+  const auto size = static_cast<std::uint32_t>(length);
+  // The hash is computed now, so that the representation is never written
+  // again.
+  Rep* const rep =
+      new (ArenaAllocate(sizeof(Rep) + length + 1)) Rep{{kUncounted}, size, size, {text.hash()}};
+  std::memcpy(rep->Bytes(), text.data(), length + 1);
+  return RWCString(rep, Adopt::kRep);
+}
+
+// --------------------------------------------------------------- Changes
+
+// Makes this string its representation's only owner, `added - removed` bytes
+// longer, and answers where the `added` bytes at `pos` belong.  They are
+// undefined; everything else is in place.  A representation that was left goes
+// to `former`, which the caller keeps until it has copied the new bytes: they
+// may be part of it.
+char* RWCString::OpenGap(std::size_t pos, std::size_t removed, std::size_t added,
+                         RWCString& former) {
+  const std::size_t old_length = length();
+  const std::size_t rest = old_length - pos - removed;
+  if (added > kMaxLength - pos - rest) ThrowLength();
+  const std::size_t new_length = pos + added + rest;
+  if (IsAlone() && new_length <= m_rep->capacity) {
+    char* const bytes = m_rep->Bytes();
+    std::memmove(bytes + pos + added, bytes + pos + removed, rest);
+    bytes[new_length] = '\0';
+    m_rep->length = static_cast<std::uint32_t>(new_length);
+    m_rep->hash.store(0, std::memory_order_relaxed);
+    return bytes + pos;
+  }
+  const std::size_t capacity = new_length > old_length ? GrownCapacity(new_length) : new_length;
+  Rep* const rep = NewRep(new_length, capacity);
+  std::memcpy(rep->Bytes(), data(), pos);
+  std::memcpy(rep->Bytes() + pos + added, data() + pos + removed, rest);
+  former.m_rep = m_rep;
+  m_rep = rep;
+  return rep->Bytes() + pos;
+}
+
+char& RWCString::operator[](std::size_t i) {
+  Checked(i);
+  if (!IsAlone()) *this = RWCString(data(), length());
+  m_rep->hash.store(0, std::memory_order_relaxed);
+  return m_rep->Bytes()[i];
+}
+
+RWCString& RWCString::append(const char* bytes, std::size_t length) {
+  if (bytes == nullptr || length == 0) return *this;
+  RWCString former;
+  // The bytes may be our own: growing in place leaves them where they are.
+  std::memmove(OpenGap(this->length(), 0, length, former), bytes, length);
+  return *this;
+}
+
+RWCString& RWCString::append(char c, std::size_t count) {
+  if (count == 0) return *this;
+  RWCString former;
+  std::memset(OpenGap(length(), 0, count, former), c, count);
+  return *this;
+}
+
+RWCString& RWCString::replace(std::size_t pos, std::size_t length, const char* bytes,
+                              std::size_t text_length) {
+  if (pos > this->length()) ThrowBounds(pos, this->length());
+  const std::size_t removed = std::min(length, this->length() - pos);
+  const std::size_t added = bytes == nullptr ? 0 : text_length;
+  if (removed == 0 && added == 0) return *this;
+  // A text of our own moves when the gap is opened in place.
+  const std::less<const char*> before;
+  const bool is_ours =
+      added > 0 && !before(bytes, data()) && before(bytes, data() + this->length());
+  const RWCString copy = is_ours ? RWCString(bytes, added) : RWCString();
+  RWCString former;
+  char* const gap = OpenGap(pos, removed, added, former);
+  if (added > 0) std::memcpy(gap, is_ours ? copy.data() : bytes, added);
+  return *this;
+}
+
+void RWCString::resize(std::size_t length) {
+  const std::size_t old_length = this->length();
+  if (length > old_length) {
+    append(' ', length - old_length);
+  } else {
+    replace(length, old_length - length, nullptr, 0);
+  }
+}
+
+RWCString operator+(const RWCString& a, const RWCString& b) {
+  return RWCString(a).append(b);
+}
+RWCString operator+(const RWCString& a, const char* b) {
+  return RWCString(a).append(b);
+}
+RWCString operator+(const char* a, const RWCString& b) {
+  return RWCString(a).append(b);
+}
+RWCString operator+(const RWCString& a, char b) {
+  return RWCString(a).append(b);
+}
+RWCString operator+(char a, const RWCString& b) {
+  return RWCString(&a, 1).append(b);
+}
+
+// -------------------------------------------------------------- Sub-strings
+
+RWCString RWCString::operator()(std::size_t pos, std::size_t length) const {
+  if (pos > this->length()) ThrowBounds(pos, this->length());
+  const std::size_t taken = std::min(length, this->length() - pos);
+  return taken == this->length() ? *this : RWCString(data() + pos, taken);
+}
+
+RWCString RWCString::strip(StripType where, char c) const {
+  std::size_t begin = 0;
+  std::size_t end = length();
+  if ((where & leading) != 0) {
+    while (begin < end && data()[begin] == c) ++begin;
+  }
+  if ((where & trailing) != 0) {
+    while (end > begin && data()[end - 1] == c) --end;
+  }
+  return (*this)(begin, end - begin);
+}
+
+// ----------------------------------------------------------------- Searches
+
+std::size_t RWCString::index(char c, std::size_t start) const noexcept {
+  if (start >= length()) return RW_NPOS;
+  const void* const found = std::memchr(data() + start, c, length() - start);
+  if (found == nullptr) return RW_NPOS;
+  return static_cast<std::size_t>(static_cast<const char*>(found) - data());
+}
+
+std::size_t RWCString::last(char c) const noexcept {
+  for (std::size_t i = length(); i > 0; --i) {
+    if (data()[i - 1] == c) return i - 1;
+  }
+  return RW_NPOS;
+}
+
+std::size_t RWCString::Find(const char* text, std::size_t text_length,
+                            std::size_t start) const noexcept {
+  return std::string_view(data(), length())
+      .find(std::string_view(NotNull(text), text_length), start);
+}
+
+std::size_t RWCString::FindLast(const char* text, std::size_t text_length) const noexcept {
+  return std::string_view(data(), length()).rfind(std::string_view(NotNull(text), text_length));
+}
+
+static_assert(RW_NPOS == std::string_view::npos, "searches hand on the view's answer");
+
+// -------------------------------------------------------------------- Hash
+
+unsigned RWCString::hash(const char* bytes, std::size_t length) noexcept {
+  const std::uint64_t wide = Hash64(bytes, length);
+  const auto folded = static_cast<std::uint32_t>(wide ^ (wide >> 32));
+  // 0 means "not known" in a representation.
+  return folded != 0 ? folded : 1;
+}
+
+unsigned RWCString::ComputeHash() const noexcept {
+  const unsigned computed = hash(data(), length());
+  // Several threads may get here at once; they store the same number.
+  m_rep->hash.store(computed, std::memory_order_relaxed);
+  return computed;
+}
+
+std::ostream& operator<<(std::ostream& out, const RWCString& text) {
+  return out.write(text.data(), static_cast<std::streamsize>(text.length()));
+}

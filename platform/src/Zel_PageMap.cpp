@@ -1,0 +1,119 @@
+#include "Zel_PageMap.h"
+
+#include <cstdlib>
+#include <mutex>
+#include <new>
+
+namespace zel_page_map {
+
+constinit std::atomic<Leaf*> g_root[kLevelEntries] = {};
+
+namespace {
+
+// Guards the making of second levels and the list of free descriptors.
+constinit std::mutex g_mutex;
+constinit Block* g_free_blocks = nullptr;
+
+constexpr std::size_t kBlocksPerChunk = 64;
+
+// Chunks of descriptors, chained so that leak checkers can reach them.
+struct Chunk {
+  Chunk* next = nullptr;
+  Block blocks[kBlocksPerChunk];
+};
+constinit Chunk* g_chunks = nullptr;
+
+Block* TakeDescriptor() noexcept {
+  const std::lock_guard<std::mutex> guard(g_mutex);
+  if (g_free_blocks == nullptr) {
+    Chunk* const chunk = new (std::nothrow) Chunk;
+    if (chunk == nullptr) return nullptr;
+    chunk->next = g_chunks;
+    g_chunks = chunk;
+    for (Block& block : chunk->blocks) {
+      block.next = g_free_blocks;
+      g_free_blocks = &block;
+    }
+  }
+  Block* const block = g_free_blocks;
+  g_free_blocks = block->next;
+  return block;
+}
+
+void ReturnDescriptor(Block* block) noexcept {
+  block->pool.store(nullptr, std::memory_order_release);
+  const std::lock_guard<std::mutex> guard(g_mutex);
+  block->next = g_free_blocks;
+  g_free_blocks = block;
+}
+
+// The second level for `page`, made when it does not exist.
+Leaf* LeafOf(std::uint64_t page) noexcept {
+  if ((page >> (2 * kLevelBits)) != 0) return nullptr;
+  std::atomic<Leaf*>& slot = g_root[page >> kLevelBits];
+  Leaf* leaf = slot.load(std::memory_order_acquire);
+  if (leaf != nullptr) return leaf;
+  const std::lock_guard<std::mutex> guard(g_mutex);
+  leaf = slot.load(std::memory_order_relaxed);
+  if (leaf != nullptr) return leaf;
+  // Zeroed memory of this size comes straight from the system, which backs
+  // only the pages that are written.  All-zero is the null pointer.
+  leaf = static_cast<Leaf*>(std::calloc(1, sizeof(Leaf)));
+  slot.store(leaf, std::memory_order_release);
+  return leaf;
+}
+
+// Enters `block` (or null) for every page from `first` to `last`.
+bool SetPages(std::uint64_t first, std::uint64_t last, Block* block) noexcept {
+  for (std::uint64_t page = first; page <= last;) {
+    Leaf* const leaf = LeafOf(page);
+    if (leaf == nullptr) return false;
+    do {
+      leaf->blocks[page & (kLevelEntries - 1)].store(block, std::memory_order_release);
+      ++page;
+    } while (page <= last && (page & (kLevelEntries - 1)) != 0);
+  }
+  return true;
+}
+
+void ClearPages(std::uint64_t first, std::uint64_t last) noexcept {
+  for (std::uint64_t page = first; page <= last; ++page) {
+    // Entering may have stopped short of this page's second level.
+    if ((page >> (2 * kLevelBits)) != 0) return;
+    Leaf* const leaf = g_root[page >> kLevelBits].load(std::memory_order_acquire);
+    if (leaf == nullptr) return;
+    leaf->blocks[page & (kLevelEntries - 1)].store(nullptr, std::memory_order_release);
+  }
+}
+
+}  // namespace
+
+Block* NewBlock(const Zel_PoolAllocator* pool, std::size_t elements, std::size_t bytes) noexcept {
+  void* const memory = ::operator new (bytes, std::align_val_t{kPageBytes}, std::nothrow);
+  if (memory == nullptr) return nullptr;
+  Block* const block = TakeDescriptor();
+  if (block == nullptr) {
+    ::operator delete (memory, std::align_val_t{kPageBytes});
+    return nullptr;
+  }
+  const auto base = reinterpret_cast<std::uintptr_t>(memory);
+  block->base.store(base, std::memory_order_relaxed);
+  block->elements.store(elements, std::memory_order_relaxed);
+  block->bytes = bytes;
+  block->next = nullptr;
+  block->pool.store(pool, std::memory_order_release);
+  if (!SetPages(base >> kPageShift, (base + bytes - 1) >> kPageShift, block)) {
+    FreeBlock(block);
+    return nullptr;
+  }
+  return block;
+}
+
+void FreeBlock(Block* block) noexcept {
+  const std::uintptr_t base = block->base.load(std::memory_order_relaxed);
+  ClearPages(base >> kPageShift, (base + block->bytes - 1) >> kPageShift);
+  ReturnDescriptor(block);
+  ::operator delete (reinterpret_cast<void*>(base), std::align_val_t{kPageBytes});
+}
+
+}  // namespace zel_page_map

@@ -1,0 +1,22 @@
+# Builds and runs the client in one of the two ways: -DWAY=package or -DWAY=subproject.
+# -DSOURCE is the repository, -DBUILD the build tree to install from, -DWORK a scratch
+# folder, -DGENERATOR and -DCXX those of the build tree.
+
+function(run)
+  execute_process(COMMAND ${ARGN} RESULT_VARIABLE result OUTPUT_VARIABLE out ERROR_VARIABLE out)
+  if(NOT result EQUAL 0)
+    message(FATAL_ERROR "${ARGN}\n${out}")
+  endif()
+endfunction()
+
+file(REMOVE_RECURSE ${WORK})
+set(arguments -G ${GENERATOR} -DCMAKE_CXX_COMPILER=${CXX} -DCMAKE_BUILD_TYPE=Release)
+if(WAY STREQUAL "package")
+  run(${CMAKE_COMMAND} --install ${BUILD} --prefix ${WORK}/prefix)
+  list(APPEND arguments -DCMAKE_PREFIX_PATH=${WORK}/prefix)
+else()
+  list(APPEND arguments -DTREE_SOURCE_DIR=${SOURCE})
+endif()
+run(${CMAKE_COMMAND} -S ${SOURCE}/tests/install -B ${WORK}/build ${arguments})
+run(${CMAKE_COMMAND} --build ${WORK}/build)
+run(${CMAKE_CTEST_COMMAND} --test-dir ${WORK}/build --output-on-failure --no-tests=error)
