@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <cstring>
 #include <memory>
+#include <utility>
 #include <vector>
 
 #include "ThreadAPI/Mutex.h"
@@ -245,7 +246,6 @@ void Zel_FlyweightContainer<T>::GrowIndex() {
   const Table& old = *m_index.load(std::memory_order_relaxed);
   if (CellsFor(m_stored + 1) <= old.mask + 1) return;
 
-  m_tables.reserve(m_tables.size() + 1);
   auto larger = std::make_unique<Table>((old.mask + 1) * 2);
   for (std::size_t i = 0; i <= old.mask; ++i) {
     const std::uint64_t cell = old.cells[i].load(std::memory_order_relaxed);
@@ -254,14 +254,13 @@ void Zel_FlyweightContainer<T>::GrowIndex() {
     while (larger->cells[at].load(std::memory_order_relaxed) != 0) at = (at + 1) & larger->mask;
     larger->cells[at].store(cell, std::memory_order_relaxed);
   }
-  m_index.store(larger.get(), std::memory_order_release);
   m_tables.push_back(std::move(larger));
+  m_index.store(m_tables.back().get(), std::memory_order_release);
 }
 
 // Intended: "Expend" is how the operation and its line have always been spelled.
 template <class T>
 void Zel_FlyweightContainer<T>::ExpendBuffer() {
-  m_buffers.reserve(m_buffers.size() + 1);
   m_buffers.push_back(std::make_unique<T[]>(SlotsPerBuffer()));
   m_buffer = m_buffers.back().get();
   m_next_free = 0;

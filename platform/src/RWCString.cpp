@@ -16,6 +16,12 @@
 #include <intrin.h>
 #endif
 
+#if defined(__GNUC__)
+#define RW_NOT_INLINED __attribute__((noinline))
+#else
+#define RW_NOT_INLINED
+#endif
+
 namespace {
 
 // ---------------------------------------------------------------- Hashing
@@ -114,7 +120,7 @@ struct Chunk {
   Chunk* next;
 };
 
-constexpr std::size_t kChunkBytes = 64 * 1024;
+constexpr std::size_t kChunkBytes = std::size_t{64} * 1024;
 
 // Larger texts get a chunk of their own: they would waste the rest of the
 // present chunk.
@@ -169,7 +175,10 @@ RWCString::Rep* RWCString::NewRep(std::size_t length, std::size_t capacity) {
   return rep;
 }
 
-void RWCString::ReleaseCounted(Rep* rep) noexcept {
+// Never inlined: a compiler that sees a string go out of scope that it knows
+// to be empty would warn that the static empty representation is freed here,
+// not knowing that it is never counted.
+RW_NOT_INLINED void RWCString::ReleaseCounted(Rep* rep) noexcept {
   // The last owner needs no locked instruction: nobody else can raise the
   // count of a representation that nobody else holds.
   if (rep->count.load(std::memory_order_acquire) == 1 ||

@@ -1,8 +1,9 @@
 #include "Zel_PageMap.h"
 
 #include <cstdlib>
-#include <mutex>
 #include <new>
+
+#include "ThreadAPI/ThreadAPI_LockGuard.h"
 
 namespace zel_page_map {
 
@@ -11,7 +12,7 @@ constinit std::atomic<Leaf*> g_root[kLevelEntries] = {};
 namespace {
 
 // Guards the making of second levels and the list of free descriptors.
-constinit std::mutex g_mutex;
+constinit Mutex g_mutex;
 constinit Block* g_free_blocks = nullptr;
 
 constexpr std::size_t kBlocksPerChunk = 64;
@@ -24,10 +25,12 @@ struct Chunk {
 constinit Chunk* g_chunks = nullptr;
 
 Block* TakeDescriptor() noexcept {
-  const std::lock_guard<std::mutex> guard(g_mutex);
+  ThreadAPI_LockGuard guard(g_mutex);
   if (g_free_blocks == nullptr) {
-    Chunk* const chunk = new (std::nothrow) Chunk;
-    if (chunk == nullptr) return nullptr;
+    // Not operator new: whoever counts its calls looks for what has to be given back.
+    void* const memory = std::malloc(sizeof(Chunk));
+    if (memory == nullptr) return nullptr;
+    Chunk* const chunk = ::new (memory) Chunk;
     chunk->next = g_chunks;
     g_chunks = chunk;
     for (Block& block : chunk->blocks) {
@@ -42,7 +45,7 @@ Block* TakeDescriptor() noexcept {
 
 void ReturnDescriptor(Block* block) noexcept {
   block->pool.store(nullptr, std::memory_order_release);
-  const std::lock_guard<std::mutex> guard(g_mutex);
+  ThreadAPI_LockGuard guard(g_mutex);
   block->next = g_free_blocks;
   g_free_blocks = block;
 }
@@ -53,7 +56,7 @@ Leaf* LeafOf(std::uint64_t page) noexcept {
   std::atomic<Leaf*>& slot = g_root[page >> kLevelBits];
   Leaf* leaf = slot.load(std::memory_order_acquire);
   if (leaf != nullptr) return leaf;
-  const std::lock_guard<std::mutex> guard(g_mutex);
+  ThreadAPI_LockGuard guard(g_mutex);
   leaf = slot.load(std::memory_order_relaxed);
   if (leaf != nullptr) return leaf;
   // Zeroed memory of this size comes straight from the system, which backs

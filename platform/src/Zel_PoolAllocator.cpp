@@ -2,12 +2,12 @@
 
 #include <algorithm>
 #include <bit>
-#include <mutex>
 #include <new>
 #include <string>
 #include <utility>
 #include <vector>
 
+#include "ThreadAPI/ThreadAPI_LockGuard.h"
 #include "Zel_PageMap.h"
 
 #if defined(__SANITIZE_ADDRESS__)
@@ -142,7 +142,7 @@ struct Batch {
 // two lists of a thread never hold more than 128 KiB, nor more than a quarter
 // of a block: a small pool must not vanish into caches.
 constexpr std::size_t kMostPerBatch = 256;
-constexpr std::size_t kMostBatchBytes = 64 * 1024;
+constexpr std::size_t kMostBatchBytes = std::size_t{64} * 1024;
 
 std::size_t BatchFor(std::size_t element_size, int block_elements) noexcept {
   const std::size_t by_bytes = std::max<std::size_t>(1, kMostBatchBytes / element_size);
@@ -294,7 +294,7 @@ struct Zel_PoolAllocator::Central {
     if (only_user != cache) has_many_users = true;
   }
 
-  std::mutex mutex;
+  Mutex mutex;
   Zel_PoolAllocator* const pool;
   const std::string name;
   std::atomic<int> block_elements{0};
@@ -357,19 +357,19 @@ struct Zel_PoolAllocator::Central {
 
 // All pools, in the order in which they were made.
 struct Zel_PoolList {
-  static constinit std::mutex mutex;
+  static constinit Mutex mutex;
   static constinit Zel_PoolAllocator* first;
   static constinit Zel_PoolAllocator* last;
 
   static void Add(Zel_PoolAllocator* pool) noexcept {
-    const std::lock_guard<std::mutex> guard(mutex);
+    ThreadAPI_LockGuard guard(mutex);
     pool->m_central->previous_pool = last;
     (last == nullptr ? first : last->m_central->next_pool) = pool;
     last = pool;
   }
 
   static void Remove(Zel_PoolAllocator* pool) noexcept {
-    const std::lock_guard<std::mutex> guard(mutex);
+    ThreadAPI_LockGuard guard(mutex);
     Zel_PoolAllocator* const previous = pool->m_central->previous_pool;
     Zel_PoolAllocator* const next = pool->m_central->next_pool;
     (previous == nullptr ? first : previous->m_central->next_pool) = next;
@@ -377,20 +377,20 @@ struct Zel_PoolList {
   }
 };
 
-constinit std::mutex Zel_PoolList::mutex;
+constinit Mutex Zel_PoolList::mutex;
 constinit Zel_PoolAllocator* Zel_PoolList::first = nullptr;
 constinit Zel_PoolAllocator* Zel_PoolList::last = nullptr;
 
 // All threads' caches and all pools that have slots in them.  Plain data and a
 // mutex, constant initialised and never destroyed.
 struct Zel_PoolThreads {
-  static constinit std::mutex mutex;
+  static constinit Mutex mutex;
   static constinit ThreadCache* caches;
   static constinit std::uint64_t used_slots;  // bit i: pools[i] is a pool
   static constinit Zel_PoolAllocator* pools[kCachedPools];
 
   static unsigned AddPool(Zel_PoolAllocator* pool) noexcept {
-    const std::lock_guard<std::mutex> guard(mutex);
+    ThreadAPI_LockGuard guard(mutex);
     if (used_slots == ~std::uint64_t{0}) return kNoSlot;
     const auto slot = static_cast<unsigned>(std::countr_one(used_slots));
     used_slots |= std::uint64_t{1} << slot;
@@ -401,7 +401,7 @@ struct Zel_PoolThreads {
   // Makes every thread forget what it has cached of the pool.
   static void RemovePool(const Zel_PoolAllocator& pool) noexcept {
     const unsigned slot = pool.m_slot;
-    const std::lock_guard<std::mutex> guard(mutex);
+    ThreadAPI_LockGuard guard(mutex);
     for (ThreadCache* cache = caches; cache != nullptr; cache = cache->next) {
       if (pool.m_central->has_many_users || cache == pool.m_central->only_user) {
         Clear(cache->slots[slot]);
@@ -414,7 +414,7 @@ struct Zel_PoolThreads {
   static ThreadCache* AddThread() noexcept {
     ThreadCache* const cache = new (std::nothrow) ThreadCache;
     if (cache == nullptr) return nullptr;
-    const std::lock_guard<std::mutex> guard(mutex);
+    ThreadAPI_LockGuard guard(mutex);
     cache->next = caches;
     if (caches != nullptr) caches->previous = cache;
     caches = cache;
@@ -424,7 +424,7 @@ struct Zel_PoolThreads {
   // Gives all that a thread has cached back to the pools.
   static void RemoveThread(ThreadCache* cache) noexcept {
     {
-      const std::lock_guard<std::mutex> guard(mutex);
+      ThreadAPI_LockGuard guard(mutex);
       for (unsigned i = 0; i < kCachedPools; ++i) {
         if (cache->slots[i].limit != 0) Return(*pools[i], *cache, cache->slots[i]);
       }
@@ -459,7 +459,7 @@ struct Zel_PoolThreads {
 
   static void Return(const Zel_PoolAllocator& pool, const ThreadCache& cache, Slot& slot) noexcept {
     Zel_PoolAllocator::Central& central = *pool.m_central;
-    const std::lock_guard<std::mutex> guard(central.mutex);
+    ThreadAPI_LockGuard guard(central.mutex);
     if (slot.active != nullptr) central.Put({slot.active, Get(slot.active_count)});
     if (slot.spare != nullptr) central.Put({slot.spare, Get(slot.spare_count)});
     central.Uncarve(slot.fresh, Get(slot.fresh_count));
@@ -468,7 +468,7 @@ struct Zel_PoolThreads {
   }
 };
 
-constinit std::mutex Zel_PoolThreads::mutex;
+constinit Mutex Zel_PoolThreads::mutex;
 constinit ThreadCache* Zel_PoolThreads::caches = nullptr;
 constinit std::uint64_t Zel_PoolThreads::used_slots = 0;
 constinit Zel_PoolAllocator* Zel_PoolThreads::pools[kCachedPools] = {};
@@ -587,7 +587,7 @@ void* Zel_PoolAllocator::Allocate() noexcept {
 void* Zel_PoolAllocator::AllocateSlowly() noexcept {
   Central& central = *m_central;
   if (central.failures.load(std::memory_order_relaxed) > 0) {
-    const std::lock_guard<std::mutex> guard(central.mutex);
+    ThreadAPI_LockGuard guard(central.mutex);
     const int pending = central.failures.load(std::memory_order_relaxed);
     if (pending > 0) {
       central.failures.store(pending - 1, std::memory_order_relaxed);
@@ -598,7 +598,7 @@ void* Zel_PoolAllocator::AllocateSlowly() noexcept {
 
   ThreadCache* const cache = m_slot != kNoSlot ? CacheOfThisThread() : nullptr;
   if (cache == nullptr) {
-    const std::lock_guard<std::mutex> guard(central.mutex);
+    ThreadAPI_LockGuard guard(central.mutex);
     void* const element = central.TakeOne();
     if (element != nullptr) Unpoison(element, m_element_size);
     return element;
@@ -613,7 +613,7 @@ void* Zel_PoolAllocator::AllocateSlowly() noexcept {
   if (void* const element = TakeCached(slot, m_element_size)) return element;
 
   {
-    const std::lock_guard<std::mutex> guard(central.mutex);
+    ThreadAPI_LockGuard guard(central.mutex);
     central.NoteUser(cache);
     slot.limit = static_cast<std::uint32_t>(central.batch);
     const Batch batch = central.Take();
@@ -641,7 +641,7 @@ void Zel_PoolAllocator::AddSlowly(void* element) noexcept {
   Central& central = *m_central;
   ThreadCache* const cache = m_slot != kNoSlot ? CacheOfThisThread() : nullptr;
   if (cache == nullptr) {
-    const std::lock_guard<std::mutex> guard(central.mutex);
+    ThreadAPI_LockGuard guard(central.mutex);
     central.PutOne(element);
     Poison(element, m_element_size);
     return;
@@ -649,7 +649,7 @@ void Zel_PoolAllocator::AddSlowly(void* element) noexcept {
 
   Slot& slot = cache->slots[m_slot];
   if (slot.limit == 0 || slot.spare != nullptr) {
-    const std::lock_guard<std::mutex> guard(central.mutex);
+    ThreadAPI_LockGuard guard(central.mutex);
     central.NoteUser(cache);
     slot.limit = static_cast<std::uint32_t>(central.batch);
     if (slot.spare != nullptr) central.Put({slot.spare, Get(slot.spare_count)});
@@ -674,19 +674,19 @@ int Zel_PoolAllocator::GetCurrElementsInBlock() const noexcept {
 }
 
 void Zel_PoolAllocator::ResetBlockInfo(int elements, int expected_blocks) noexcept {
-  const std::lock_guard<std::mutex> guard(m_central->mutex);
+  ThreadAPI_LockGuard guard(m_central->mutex);
   m_central->SetBlockInfo(elements, expected_blocks);
 }
 
 void Zel_PoolAllocator::FailNextAllocations(int n) noexcept {
-  const std::lock_guard<std::mutex> guard(m_central->mutex);
+  ThreadAPI_LockGuard guard(m_central->mutex);
   m_central->failures.store(std::max(n, 0), std::memory_order_relaxed);
   m_allocate_slot.store(n > 0 ? kNoSlot : m_slot, std::memory_order_relaxed);
 }
 
 Zel_PoolStats Zel_PoolAllocator::GetStats() const {
-  const std::lock_guard<std::mutex> threads_guard(Zel_PoolThreads::mutex);
-  const std::lock_guard<std::mutex> guard(m_central->mutex);
+  ThreadAPI_LockGuard threads_guard(Zel_PoolThreads::mutex);
+  ThreadAPI_LockGuard guard(m_central->mutex);
   const std::uint64_t cached = m_slot != kNoSlot ? Zel_PoolThreads::CachedElements(m_slot) : 0;
   const std::uint64_t free = cached + m_central->free_elements + m_central->fresh_elements;
   // Elements that change hands meanwhile may be counted twice.
@@ -696,7 +696,7 @@ Zel_PoolStats Zel_PoolAllocator::GetStats() const {
 }
 
 void Zel_PoolAllocator::VisitAll(const std::function<void(Zel_PoolAllocator&)>& visit) {
-  const std::lock_guard<std::mutex> guard(Zel_PoolList::mutex);
+  ThreadAPI_LockGuard guard(Zel_PoolList::mutex);
   for (Zel_PoolAllocator* pool = Zel_PoolList::first; pool != nullptr;
        pool = pool->m_central->next_pool) {
     visit(*pool);

@@ -33,8 +33,7 @@ struct LogLine {
   }
   friend std::ostream& operator<<(std::ostream& out, const LogLine& line) {
     return out << "\n  level " << line.level << ", category " << line.category << ", "
-               << line.source << ", " << line.function << ": "
-               << testing::PrintToString(line.text);
+               << line.source << ", " << line.function << ": " << testing::PrintToString(line.text);
   }
 };
 

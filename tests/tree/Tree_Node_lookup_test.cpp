@@ -505,6 +505,54 @@ TEST(NodeLookup, NoticesTheRenameOfANodeThatStandsInTwoLists) {
   ExpectChild(two, "alone", nullptr);
 }
 
+// More wide nodes than can be told apart cheaply, each with its own children and one
+// that all of them list.
+TEST(NodeLookup, NoticesRenamesAmongHundredsOfWideNodes) {
+  constexpr int kNodes = 600;
+  constexpr int kWidth = 30;
+  Tree_NodePtr shared = Inner("shared");
+  std::vector<Tree_NodePtr> nodes;
+  for (int n = 0; n < kNodes; ++n) {
+    nodes.push_back(Inner("wide"));
+    for (int i = 0; i < kWidth; ++i) {
+      Tree_NodePtr child = Inner(Numbered("n", i));
+      nodes.back()->Insert(child, i, kWidth + 1);
+    }
+    shared->SetParent(nullptr);
+    nodes.back()->Insert(shared, n % kWidth, -1);
+    ExpectChild(nodes.back(), "shared", shared.get());
+  }
+  shared->SetKeyName("n3");
+  for (int n = 0; n < kNodes; ++n) {
+    SCOPED_TRACE(n);
+    Tree_NodePtr& node = nodes[static_cast<std::size_t>(n)];
+    ExpectChild(node, "shared", nullptr);
+    ExpectChild(node, "n3", n % kWidth <= 3 ? shared.get() : node->GetChildAt(3).get());
+  }
+  shared->SetKeyName("again");
+  for (int n = kNodes - 1; n >= 0; --n) {
+    SCOPED_TRACE(n);
+    Tree_NodePtr& node = nodes[static_cast<std::size_t>(n)];
+    ExpectChild(node, "again", shared.get());
+    Tree_NodePtr child = node->GetChildAt(node->GetChildCount() - 1);
+    const RWCString old_name = child->GetKeyName();
+    child->SetParent(n % 2 == 0 ? nullptr : nodes[0].get());
+    child->SetKeyName("odd");
+    ExpectChild(node, "odd", child.get());
+    ExpectChild(node, old_name, nullptr);
+    child->SetParent(node.get());
+  }
+  for (int n = 0; n < kNodes; ++n) {
+    SCOPED_TRACE(n);
+    Tree_NodePtr& node = nodes[static_cast<std::size_t>(n)];
+    EXPECT_EQ(1, node->Remove("again"));
+    ExpectChild(node, "again", nullptr);
+    ExpectChild(node, "n5", node->GetChildAt(5).get());
+    // Removing it cleared its parent pointer; the others list it still.
+    EXPECT_EQ(nullptr, shared->GetParent());
+  }
+}
+
 TEST(NodeLookup, WalksDownAMillionNodes) {
   constexpr int kNodes = 1000000;
   Tree_NodePtr bottom;

@@ -242,6 +242,24 @@ TEST(NodeSearch, WalksAMillionNodesBelowOneAnother) {
   EXPECT_EQ(kNone, Search(top, "n\\miss"));
 }
 
+// In full, the paths of these places would take 10 GB.
+TEST(NodeSearch, FindsANameOnEveryLevelOfADeepTree) {
+  constexpr int kDepth = 100000;
+  Tree_NodePtr bottom;
+  Tree_NodePtr top = Chain(kDepth, "n", bottom);
+  const std::unique_ptr<String_Arr> places(top->Search("n", top, 0));
+  ASSERT_NE(nullptr, places);
+  const int count = places->GetArrLen();
+  EXPECT_EQ(top->GetNodeNum() - 1, count);
+  EXPECT_STREQ("n\\n", places->GetStr(0));
+  EXPECT_STREQ("n\\n\\n", places->GetStr(1));
+  std::string longest;
+  while (longest.size() < 255) longest += "n\\";
+  longest.resize(255);
+  EXPECT_EQ(longest, places->GetStr(127));
+  EXPECT_EQ(longest, places->GetStr(count - 1));
+}
+
 TEST(NodeSearch, LosesNothingWhenMemoryRunsOut) {
   Tree_NodePtr top = Inner("cfg");
   for (int i = 0; i < 20; ++i) {

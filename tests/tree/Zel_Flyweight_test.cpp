@@ -239,14 +239,6 @@ TEST(ZelFlyweight, WritesALineForEveryLookUpThatTakesNoReadLock) {
   }
 }
 
-TEST(ZelFlyweight, TakesNoMoreFailuresOfTheLockOnceItIsMade) {
-  Container container(true, 10);
-  const RWCString* const a = container.GetValue("a", true);
-  LogCapture log;
-  EXPECT_EQ(a, container.GetValue("a", true));
-  EXPECT_NO_LOG(log);
-}
-
 // --- Buffers ------------------------------------------------------------------------------
 
 TEST(ZelFlyweight, BeginsABufferWhenTheLastOneIsFull) {

@@ -14,8 +14,8 @@ namespace tree_interning {
 // process ends.  Safe from any thread.
 const RWCString* Intern(const RWCString& text);
 
-// The stored string with these bytes, null when there is none: then no node in the
-// process bears that name.  Stores nothing, logs nothing, takes no lock.
+// The stored string with these bytes, null when there is none: then no node bears that
+// name.  Stores nothing, logs nothing, takes no lock.
 const RWCString* Find(const char* bytes, std::size_t length);
 const RWCString* Find(const RWCString& text);
 

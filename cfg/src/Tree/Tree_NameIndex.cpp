@@ -4,6 +4,7 @@
 #include <cassert>
 #include <cstring>
 #include <new>
+#include <utility>
 
 #include "Tree/Tree_Interning.h"
 #include "Tree/Tree_Node.h"
@@ -32,8 +33,7 @@ Tree_NameIndex::Tree_NameIndex(const std::vector<Tree_NodePtr*>& elements,
   m_shift = 64 - bits;
   for (std::size_t i = 0; i < elements.size(); ++i) {
     List(elements[i]);
-    // Readers build only what another index listed before, and write to no node.
-    if (stale == nullptr) Mark(elements[i]);
+    Mark(elements[i]);
   }
 }
 
@@ -60,7 +60,7 @@ void Tree_NameIndex::Inserted(const std::vector<Tree_NodePtr*>& elements, std::s
   if (m_broken) return;
   try {
     List(elements[position]);
-    if (position + 1 < elements.size()) MakeFirst(elements, position);
+    if (position + 1 < elements.size()) MakeFirst(elements, elements[position]);
   } catch (const std::bad_alloc&) {
     Break();
   }
@@ -68,17 +68,32 @@ void Tree_NameIndex::Inserted(const std::vector<Tree_NodePtr*>& elements, std::s
 
 void Tree_NameIndex::Removed(const std::vector<Tree_NodePtr*>& elements, std::size_t position,
                              const Tree_NodePtr* removed) {
-  if (!m_broken && !Unlist(elements, position, removed)) Break();
+  if (m_broken) return;
+  const RWCString* const name = NameOf(removed);
+  const bool alone = m_repeated.find(name) == m_repeated.end();
+  if (!Unlist(elements, position, removed, name)) {
+    Break();
+    return;
+  }
+  // No other index can list a node whose parent was never set by hand, nor can this one,
+  // which would do so under the same name.
+  std::atomic<Group>& mark = (*removed)->m_index_group;
+  if (alone && !(*removed)->m_parent_was_set && mark.load(std::memory_order_relaxed) == m_group) {
+    mark.store(kNoGroup, std::memory_order_relaxed);
+  }
 }
 
-void Tree_NameIndex::Renamed(const Tree_Node* node, const RWCString* old_name,
-                             Tree_NameIndex* parents) {
-  if (node->m_index_group == kNoGroup) return;
-  const bool keeps_up =
-      parents != nullptr && parents->IsCurrent() && parents->Relist(node, old_name);
-  s_epochs[node->m_index_group].fetch_add(1, std::memory_order_relaxed);
-  // Had another thread's rename come between, the sum would be ahead of this one.
-  if (keeps_up) parents->m_seen_epoch.fetch_add(1, std::memory_order_relaxed);
+void Tree_NameIndex::Renamed(const Tree_Node* node) {
+  const Group group = node->m_index_group.load(std::memory_order_relaxed);
+  if (group != kNoGroup) s_epochs[group].fetch_add(1, std::memory_order_relaxed);
+}
+
+void Tree_NameIndex::ChildRenamed(const std::vector<Tree_NodePtr*>& elements, const Tree_Node* node,
+                                  const RWCString* old_name) {
+  const bool keeps_up = Relist(elements, node, old_name);
+  Renamed(node);
+  // Had another thread's rename come between, the epoch would be ahead of this.
+  if (keeps_up) m_seen_epoch.fetch_add(1, std::memory_order_relaxed);
 }
 
 const RWCString* Tree_NameIndex::NameOf(const Tree_NodePtr* element) {
@@ -91,11 +106,13 @@ Tree_NameIndex::Group Tree_NameIndex::NextGroup() {
                             made.fetch_add(1, std::memory_order_relaxed) % (kSeveralGroups - 1));
 }
 
+// Several readers may do so at a time.
 void Tree_NameIndex::Mark(const Tree_NodePtr* element) const {
   if (element->isNull()) return;
-  Group& mark = (*element)->m_index_group;
-  if (mark == m_group) return;
-  mark = mark == kNoGroup ? m_group : kSeveralGroups;
+  std::atomic<Group>& mark = (*element)->m_index_group;
+  const Group present = mark.load(std::memory_order_relaxed);
+  if (present == m_group) return;
+  mark.store(present == kNoGroup ? m_group : kSeveralGroups, std::memory_order_relaxed);
 }
 
 // Multiplication spreads the addresses, whose low bits are always zero.
@@ -145,35 +162,36 @@ void Tree_NameIndex::List(Tree_NodePtr* element) {
   if (HasZeroByte(name)) ++m_names_with_zero_bytes;
 }
 
-// Makes the handle at `position` the first of its name unless another one of that name
-// stands before it.
-void Tree_NameIndex::MakeFirst(const std::vector<Tree_NodePtr*>& elements, std::size_t position) {
-  const RWCString* const name = NameOf(elements[position]);
-  const auto repeated = m_repeated.find(name);
-  if (repeated == m_repeated.end()) return;
-  const std::unordered_set<const Tree_NodePtr*>& all = repeated->second;
-  const auto here = elements.begin() + static_cast<std::ptrdiff_t>(position);
-  const auto is_one = [&all](const Tree_NodePtr* element) { return all.count(element) != 0; };
-  if (std::none_of(elements.begin(), here, is_one)) CellOf(name).first = *here;
+// Makes a handle that was just listed the first of its name unless the one that has been
+// first stands before it.
+void Tree_NameIndex::MakeFirst(const std::vector<Tree_NodePtr*>& elements, Tree_NodePtr* element) {
+  Cell& cell = CellOf(NameOf(element));
+  if (cell.first == element || cell.first == nullptr) return;
+  const Tree_NodePtr* const first = cell.first;
+  const auto earlier = std::find_if(elements.begin(), elements.end(), [=](const Tree_NodePtr* e) {
+    return e == first || e == element;
+  });
+  if (*earlier == element) cell.first = element;
 }
 
-// False when the handle is not listed as it should be; nothing has changed then.
+// Takes a handle off its name; those of that name that stay all stand at or behind
+// `position`.  False, and nothing has changed, when it is not listed under that name.
 bool Tree_NameIndex::Unlist(const std::vector<Tree_NodePtr*>& elements, std::size_t position,
-                            const Tree_NodePtr* removed) {
-  const RWCString* const name = NameOf(removed);
-  if (name == nullptr || !Lists(removed, name)) return false;
+                            const Tree_NodePtr* element, const RWCString* name) {
+  if (name == nullptr || !Lists(element, name)) return false;
   Cell& cell = CellOf(name);
   const auto repeated = m_repeated.find(name);
   if (repeated == m_repeated.end()) {
     Erase(cell);
   } else {
     std::unordered_set<const Tree_NodePtr*>& all = repeated->second;
-    all.erase(removed);
-    if (cell.first == removed) {
-      // The others of that name all stand behind the place of the first.
-      cell.first =
-          *std::find_if(elements.begin() + static_cast<std::ptrdiff_t>(position), elements.end(),
-                        [&all](const Tree_NodePtr* element) { return all.count(element) != 0; });
+    all.erase(element);
+    if (cell.first == element) {
+      const auto next =
+          std::find_if(elements.begin() + static_cast<std::ptrdiff_t>(position), elements.end(),
+                       [&all](const Tree_NodePtr* e) { return all.count(e) != 0; });
+      assert(next != elements.end());
+      cell.first = *next;
     }
     if (all.size() == 1) m_repeated.erase(repeated);
   }
@@ -182,21 +200,28 @@ bool Tree_NameIndex::Unlist(const std::vector<Tree_NodePtr*>& elements, std::siz
   return true;
 }
 
-// Moves a node's handle to its new name.  False when that is not a matter of one cell
-// for another.
-bool Tree_NameIndex::Relist(const Tree_Node* node, const RWCString* old_name) {
-  const RWCString* const new_name = node->m_key_name;
-  Cell& old_cell = CellOf(old_name);
-  Tree_NodePtr* const element = old_cell.first;
-  if (element == nullptr || element->get() != node) return false;
-  if (m_repeated.find(old_name) != m_repeated.end()) return false;
-  if (CellOf(new_name).first != nullptr) return new_name == old_name;
-  Erase(old_cell);
-  CellOf(new_name) = {new_name, element};
-  ++m_used;
-  if (HasZeroByte(old_name)) --m_names_with_zero_bytes;
-  if (HasZeroByte(new_name)) ++m_names_with_zero_bytes;
-  return true;
+// Moves the handle of a renamed child to its new name, where that is certain.
+bool Tree_NameIndex::Relist(const std::vector<Tree_NodePtr*>& elements, const Tree_Node* node,
+                            const RWCString* old_name) {
+  // A node whose parent was set by hand may be listed twice.
+  if (!IsCurrent() || node->m_parent_was_set) return false;
+  Tree_NodePtr* element = CellOf(old_name).first;
+  if (element == nullptr) return false;
+  if (element->get() != node) {
+    const auto found = std::find_if(elements.begin(), elements.end(),
+                                    [node](const Tree_NodePtr* e) { return e->get() == node; });
+    if (found == elements.end()) return false;
+    element = *found;
+  }
+  if (!Unlist(elements, 0, element, old_name)) return false;
+  try {
+    List(element);
+    MakeFirst(elements, element);
+    return true;
+  } catch (const std::bad_alloc&) {
+    Break();
+    return false;
+  }
 }
 
 void Tree_NameIndex::Grow() {

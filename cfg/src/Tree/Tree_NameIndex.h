@@ -34,7 +34,10 @@ class Tree_Node;
 //         on, and an index that sees a new epoch compares its names with those of the
 //         children before it is asked again.  Usually they agree, for another index of
 //         the group was meant.  Otherwise it is replaced as if it were broken.
-//         The parent's index is told at once and, in the usual case, keeps up.
+//         The parent's index is told at once and keeps up; where siblings share the old
+//         or the new name that costs a scan of the handles.
+//         A child that leaves by the library's own hand loses the mark, so that nodes
+//         that are moved about do not end up in kSeveralGroups.
 //         Other readers may still be in an index that is being replaced.  It stays
 //         until the next change of the tree has certainly thrown them out.
 //
@@ -46,9 +49,11 @@ class Tree_NameIndex {
   explicit Tree_NameIndex(const std::vector<Tree_NodePtr*>& elements,
                           const Tree_NameIndex* stale = nullptr);
 
-  // To be called when a node has been renamed from `old_name`.  `parents` is the index
-  // of its parent's children, null when there is none.
-  static void Renamed(const Tree_Node* node, const RWCString* old_name, Tree_NameIndex* parents);
+  // One of these is to be called when a node has been renamed, the second one where it is
+  // a child that this index should list.
+  static void Renamed(const Tree_Node* node);
+  void ChildRenamed(const std::vector<Tree_NodePtr*>& elements, const Tree_Node* node,
+                    const RWCString* old_name);
 
   // Whether no rename can have made the index wrong.
   bool IsCurrent() const {
@@ -72,8 +77,9 @@ class Tree_NameIndex {
   // Gives up until somebody builds a fresh index.
   void Break() { m_broken = true; }
 
-  // The index that this one has replaced while readers may still be in it.
-  std::unique_ptr<Tree_NameIndex> replaced;
+  // Keeps the index that this one has replaced for the readers that may still be in it;
+  // null lets go of it.
+  void KeepReplaced(Tree_NameIndex* index) { m_replaced.reset(index); }
 
  private:
   struct Cell {
@@ -100,10 +106,11 @@ class Tree_NameIndex {
   const Cell& CellOf(const RWCString* name) const;
   bool Lists(const Tree_NodePtr* element, const RWCString* name) const;
   void List(Tree_NodePtr* element);
-  void MakeFirst(const std::vector<Tree_NodePtr*>& elements, std::size_t position);
+  void MakeFirst(const std::vector<Tree_NodePtr*>& elements, Tree_NodePtr* element);
   bool Unlist(const std::vector<Tree_NodePtr*>& elements, std::size_t position,
-              const Tree_NodePtr* removed);
-  bool Relist(const Tree_Node* node, const RWCString* old_name);
+              const Tree_NodePtr* element, const RWCString* name);
+  bool Relist(const std::vector<Tree_NodePtr*>& elements, const Tree_Node* node,
+              const RWCString* old_name);
   void Grow();
   void Erase(Cell& cell);
 
@@ -118,6 +125,7 @@ class Tree_NameIndex {
   Group m_group;
   mutable std::atomic<std::uint64_t> m_seen_epoch;
   bool m_broken = false;
+  std::unique_ptr<Tree_NameIndex> m_replaced;
 };
 
 #endif  // TREE_TREE_NAMEINDEX_H

@@ -47,6 +47,8 @@ Tree_Node::Tree_Node(const RWCString* interned_name, Tree_Value* value)
     : m_key_name(interned_name),
       m_virtual_parent_path(nullptr),
       m_allows_children(value == nullptr),
+      m_is_listed(false),
+      m_parent_was_set(false),
       m_index_group(0),
       m_id(0),
       m_parent(nullptr),
@@ -82,7 +84,7 @@ Tree_Node& Tree_Node::operator=(const Tree_Node& other) {
   m_virtual_parent_path = other.m_virtual_parent_path;
   m_allows_children = other.m_allows_children;
   m_id = other.m_id;
-  m_parent = other.m_parent;
+  SetParent(other.m_parent);
   m_value = other.m_value;
   m_children = other.m_children;
   return *this;
@@ -119,11 +121,17 @@ void Tree_Node::SetKeyName(RWCString name) {
 void Tree_Node::Rename(const RWCString* interned_name) {
   const RWCString* const old_name = std::exchange(m_key_name, interned_name);
   if (m_index_group == 0) return;
-  // A parent that was set by hand may be gone.  Memory of the pool can be read in any
-  // case, and what it holds of a node that is gone has no children.
-  const bool readable = m_parent != nullptr && m_NodesPool.Exist(m_parent);
+  // Only a parent that lists this node is sure to be there.  The pool is asked as well
+  // because a caller may have put another node into this one's handle: what a pool holds
+  // of a parent that is gone can be read and has no children.
+  const bool readable = m_parent != nullptr && m_is_listed && m_NodesPool.Exist(m_parent);
   Tree_NodePtrVec* const siblings = readable ? m_parent->m_children : nullptr;
-  Tree_NameIndex::Renamed(this, old_name, siblings == nullptr ? nullptr : siblings->Index());
+  Tree_NameIndex* const index = siblings == nullptr ? nullptr : siblings->Index();
+  if (index != nullptr) {
+    index->ChildRenamed(siblings->m_elements, this, old_name);
+  } else {
+    Tree_NameIndex::Renamed(this);
+  }
 }
 
 int Tree_Node::GetId() {
@@ -140,6 +148,8 @@ Tree_Node* Tree_Node::GetParent() {
 
 void Tree_Node::SetParent(Tree_Node* parent) {
   m_parent = parent;
+  m_is_listed = false;
+  m_parent_was_set = true;
 }
 
 Tree_Value* Tree_Node::GetTreeValue() {

@@ -12,6 +12,7 @@
 #ifndef TREE_TREE_NODE_H
 #define TREE_TREE_NODE_H
 
+#include <atomic>
 #include <cstddef>
 
 #include "Tree/Tree_Api.h"
@@ -23,7 +24,6 @@
 #include "Tree/Tree_ValueAndPath.h"
 #include "Zel/Zel_PoolAllocator.h"
 #include "rw/RWCString.h"
-#include "rw/RWTValOrderedVector.h"
 #include "strarr/String_Arr.h"
 
 // Reserved key name for an empty sub-tree, for clients that have to mark one.
@@ -31,8 +31,8 @@ extern TREE_API RWCString Tree_EmptySubTree_DummyName;
 
 // A Tree_Node is one named place in a configuration tree.  A leaf carries a
 // Tree_Value and refuses children; an inner node carries an ordered list of
-// children and no value.  Which of the two a node is was settled when it was made;
-// an inner node without children is not a leaf.
+// children and no value.  A node is made as one or the other; an inner node without
+// children is not a leaf.
 //
 // Names are interned and case-sensitive, and siblings may share one: every look-up
 // finds the first in child order.  Paths are names joined by single backslashes,
@@ -59,8 +59,9 @@ class TREE_API Tree_Node {
 
   // An inner node; with a non-null `value`, a leaf that owns it.  Blanks at both
   // ends of `name` are stripped; an empty name becomes "undefined_tree" and up to
-  // five digits taken from the clock.  Both repairs write a line of level 4.
-  explicit Tree_Node(RWCString name);
+  // five digits taken from the clock.  Both repairs write a line of level 4.  When the
+  // constructor throws, `value` is still the caller's.
+  Tree_Node(RWCString name);
   Tree_Node(RWCString name, Tree_Value* value);
   ~Tree_Node();
 
@@ -193,8 +194,10 @@ class TREE_API Tree_Node {
   // --- Navigation -----------------------------------------------------------
   // Plain forms return a handle of their own.  ByRef forms count nothing and return
   // a reference into the tree, valid until the tree changes.  Assigning another
-  // node to such a reference replaces the child in place; the name under which it
-  // was found may go on finding it among many siblings.
+  // node to such a reference replaces the child in place.  Nothing else is told: the
+  // new node's parent is not set, the old node goes on naming this one as its parent
+  // (call SetParent(nullptr) on it before this one goes), and among many siblings the
+  // new node may not be found by its name.
   // Cost: a name is found in constant time, however many siblings there are.
 
   // The child called `name`, `this_ptr` for an empty name, NULL_TREE_NODE_PTR (or
@@ -282,6 +285,8 @@ class TREE_API Tree_Node {
   friend class Tree_NodePtrVec;
   friend class Tree_NameIndex;
 
+  class PlaceSearch;
+
   // These take the interned name as it is.
   explicit Tree_Node(const RWCString* interned_name);
   Tree_Node(const RWCString* interned_name, Tree_Value* value);
@@ -321,12 +326,12 @@ class TREE_API Tree_Node {
   Tree_NodePtr* NthChild(Kind kind, int index) const;
   int CountChildren(Kind kind) const;
 
-  void Search(const RWCString& path, Tree_NodePtr& this_ptr, RWTValOrderedVector<RWCString>& ret);
-
   const RWCString* m_key_name;
   const RWCString* m_virtual_parent_path;
   bool m_allows_children;
-  unsigned char m_index_group;  // see Tree_NameIndex
+  bool m_is_listed;                          // m_parent, when not null, lists this node
+  bool m_parent_was_set;                     // a caller has set m_parent by hand at some time
+  std::atomic<unsigned char> m_index_group;  // see Tree_NameIndex
   int m_id;
   Tree_Node* m_parent;
   Tree_Value* m_value;

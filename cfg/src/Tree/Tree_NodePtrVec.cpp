@@ -5,7 +5,6 @@
 #include <cstring>
 #include <memory>
 #include <new>
-#include <stdexcept>
 #include <utility>
 
 #include "Tree/Tree_Interning.h"
@@ -36,7 +35,7 @@ Tree_NodePtrVec& Tree_NodePtrVec::operator=(const Tree_NodePtrVec& other) {
 
 Tree_NodePtrVec::~Tree_NodePtrVec() {
   if (m_dropped < 0) {
-    Clear();
+    BeginDrop();
     for (Tree_NodePtr* element : m_elements) DeleteElement(element);
   }
   DeleteIndex();
@@ -48,7 +47,7 @@ int Tree_NodePtrVec::entries() {
 
 Tree_NodePtr& Tree_NodePtrVec::at(int i) {
   const auto position = static_cast<std::size_t>(i);
-  if (position >= m_elements.size()) throw RWBoundsErr(i, m_elements.size());
+  if (position >= m_elements.size()) RWBoundsErr::Raise(i, m_elements.size());
   return *m_elements[position];
 }
 
@@ -63,7 +62,7 @@ void Tree_NodePtrVec::insertAt(int i, Tree_NodePtr& p) {
   // The test is that of position i - 1, so that the end is a valid place too.
   const auto position = static_cast<std::size_t>(i);
   if (position > m_elements.size()) {
-    throw RWBoundsErr(static_cast<long long>(i) - 1, m_elements.size());
+    RWBoundsErr::Raise(static_cast<long long>(i) - 1, m_elements.size());
   }
   InsertElement(position, element);
 }
@@ -116,27 +115,34 @@ void Tree_NodePtrVec::Append(Tree_NodePtr&& p) {
   InsertElement(m_elements.size(), NewElement(std::move(p)));
 }
 
-void Tree_NodePtrVec::Take(int position) {
+void Tree_NodePtrVec::TakeOut(int position) {
   DeleteElement(std::exchange(m_elements[static_cast<std::size_t>(position)], nullptr));
 }
 
-void Tree_NodePtrVec::Close() {
+void Tree_NodePtrVec::CloseGaps() {
   m_elements.erase(std::remove(m_elements.begin(), m_elements.end(), nullptr), m_elements.end());
   if (Tree_NameIndex* const index = Index()) index->Break();
 }
 
-void Tree_NodePtrVec::Clear() {
+void Tree_NodePtrVec::BeginDrop() {
   TREE_LOG_AS(tree_log::kVecSource, "Tree_NodePtrVec::~Tree_NodePtrVec", tree_log::kTrace,
               "Clearing vec, about to delete %d elements\n", entries());
   m_dropped = 0;
 }
 
 bool Tree_NodePtrVec::DropNext(Tree_Node*& dead) noexcept {
+  assert(m_dropped >= 0);
   if (m_dropped >= entries()) return false;
   Tree_NodePtr* const element = m_elements[static_cast<std::size_t>(m_dropped++)];
   dead = element->DropReference();
   FreeElement(element);
   return true;
+}
+
+int Tree_NodePtrVec::PositionOf(const Tree_NodePtr* element) const {
+  const auto found = std::find(m_elements.begin(), m_elements.end(), element);
+  assert(found != m_elements.end());
+  return static_cast<int>(found - m_elements.begin());
 }
 
 Tree_NodePtr* Tree_NodePtrVec::Find(const RWCString* name) const {
@@ -184,8 +190,8 @@ const Tree_NameIndex* Tree_NodePtrVec::CurrentIndex() const {
     if (m_index.compare_exchange_strong(index, fresh.get(), std::memory_order_acq_rel)) {
       // A child was renamed, or the vector changed, since the stale index came.  No
       // reader was at work then, so none is left in what that one had replaced.
-      stale->replaced.reset();
-      fresh->replaced.reset(stale);
+      stale->KeepReplaced(nullptr);
+      fresh->KeepReplaced(stale);
       return fresh.release();
     }
     // Another reader was faster; `index` is what it has published.
@@ -198,7 +204,7 @@ const Tree_NameIndex* Tree_NodePtrVec::CurrentIndex() const {
 void Tree_NodePtrVec::IndexInserted(std::size_t position) {
   Tree_NameIndex* const index = Index();
   if (index != nullptr) {
-    index->replaced.reset();
+    index->KeepReplaced(nullptr);
     index->Inserted(m_elements, position);
     return;
   }
@@ -213,7 +219,7 @@ void Tree_NodePtrVec::IndexInserted(std::size_t position) {
 void Tree_NodePtrVec::IndexRemoved(std::size_t position, const Tree_NodePtr* removed) {
   Tree_NameIndex* const index = Index();
   if (index == nullptr) return;
-  index->replaced.reset();
+  index->KeepReplaced(nullptr);
   index->Removed(m_elements, position, removed);
 }
 

@@ -81,16 +81,19 @@ class TREE_API Tree_NodePtrVec {
   // Appends `p` itself instead of a copy; `p` is null afterwards.
   void Append(Tree_NodePtr&& p);
 
-  // For many removals in a row: Take() removes the handle at `position` but leaves
-  // its place empty, until Close() moves the others together.
-  void Take(int position);
-  void Close();
+  // For many removals in a row: TakeOut() removes the handle at `position` but leaves
+  // its place empty, until CloseGaps() moves the others together.
+  void TakeOut(int position);
+  void CloseGaps();
 
-  // For the iterative teardown of a tree: Clear() announces that the handles are
+  // For the iterative teardown of a tree: BeginDrop() announces that the handles are
   // about to go, then each DropNext() lets one go.  It yields false when none is
   // left, and in `dead` a node that the caller has to delete, or null.
-  void Clear();
+  void BeginDrop();
   bool DropNext(Tree_Node*& dead) noexcept;
+
+  // The position of one of this vector's handles.
+  int PositionOf(const Tree_NodePtr* element) const;
 
   // The first handle whose node bears the interned name `name`, null when there is
   // none.

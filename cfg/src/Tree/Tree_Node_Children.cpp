@@ -1,7 +1,6 @@
 // Tree_Node: attaching, detaching and finding children by position.
 
 #include <new>
-#include <utility>
 
 #include "Tree/Tree_Log.h"
 #include "Tree/Tree_Node.h"
@@ -45,8 +44,10 @@ int Tree_Node::Insert(Tree_NodePtr& new_child, int child_index, int capacity_hin
   // Intended: from here on the child names this node as its parent, whether or not its
   // position is a good one.
   child->m_parent = this;
+  child->m_is_listed = false;
   MakeChildren(capacity_hint);
   m_children->insertAt(child_index, child);
+  child->m_is_listed = true;
   TREE_LOG("Insert", tree_log::kTrace, "End Insert(Tree_NodePtr& new_child, int child_index)\n");
   return 1;
 }
@@ -87,8 +88,8 @@ int Tree_Node::Remove(const RWCString& name) {
              "Remove(RWCString & path)under <%s> : path is null, return FALSE\n", GetPath().data());
     return 0;
   }
-  Tree_NodePtr* const child = FindChild(name);
-  return child == nullptr ? 0 : Remove(*child);
+  const Tree_NodePtr* const child = FindChild(name);
+  return child == nullptr ? 0 : Remove(m_children->PositionOf(child));
 }
 
 Tree_NodePtr& Tree_Node::GetChildAt(int index) {

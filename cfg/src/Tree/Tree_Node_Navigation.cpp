@@ -2,10 +2,6 @@
 
 #include <cstddef>
 #include <cstring>
-#include <memory>
-#include <new>
-#include <utility>
-#include <vector>
 
 #include "Tree/Tree_Interning.h"
 #include "Tree/Tree_Log.h"
@@ -111,9 +107,10 @@ Tree_NodePtr Tree_Node::GetOrCreateUnProtectedRelativeNode(Tree_Path& path,
 }
 
 // What Tree_Node(RWCString) makes of a name.  A name that is stored already and needs no
-// mending, which is the usual case, needs no string either.
+// mending, which is the usual case, needs no string either.  Only the lines that interning
+// may trace would be missed.
 Tree_Node* Tree_Node::NewInnerNode(const char* name, std::size_t length) {
-  if (name[0] != ' ' && name[length - 1] != ' ') {
+  if (name[0] != ' ' && name[length - 1] != ' ' && ZelGLog.GetLevel() < tree_log::kTrace) {
     if (const RWCString* const interned = tree_interning::Find(name, length)) {
       return new Tree_Node(interned);
     }
@@ -227,60 +224,4 @@ int Tree_Node::CountChildren(Kind kind) const {
     if (!child->isNull() && (*child)->IsLeaf() == (kind == Kind::kLeaf)) ++count;
   }
   return count;
-}
-
-// --- Search ------------------------------------------------------------------
-
-String_Arr* Tree_Node::Search(const RWCString& path, Tree_NodePtr& this_ptr, int strip_top) {
-  TREE_LOG("Search", tree_log::kTrace, "Start Search(RWCString & path,Tree_NodePtr & this_ptr)\n");
-  if (path.isNull()) {
-    TREE_LOG("Search", tree_log::kError,
-             "Search(RWCString & path,Tree_NodePtr & this_ptr): path is NULL, return NULL\n");
-    return nullptr;
-  }
-  RWTValOrderedVector<RWCString> found;
-  Search(path, this_ptr, found);
-  if (found.entries() == 0) {
-    TREE_LOG("Search", tree_log::kTrace,
-             "Search(RWCString & path,Tree_NodePtr & this_ptr): Search(path,this_ptr,ret) return "
-             "empty vec (empty search result), return NULL\n");
-    return nullptr;
-  }
-
-  const int count = static_cast<int>(found.entries());
-  auto paths = std::make_unique<String_Arr>(count);
-  for (int i = 0; i < count; ++i) {
-    const RWCString& full = found[static_cast<std::size_t>(i)];
-    const std::size_t joint = strip_top != 0 ? full.index(separator) : RW_NPOS;
-    const std::size_t start = joint == RW_NPOS ? 0 : joint + separator.length();
-    paths->SetStr(i, full.data() + start, -1);
-  }
-  TREE_LOG("Search", tree_log::kTrace, "End Search(RWCString & path,Tree_NodePtr & this_ptr)\n");
-  return paths.release();
-}
-
-// Collects the full paths, a starting node before those below it.
-void Tree_Node::Search(const RWCString& path, Tree_NodePtr& this_ptr,
-                       RWTValOrderedVector<RWCString>& ret) {
-  struct Level {
-    Tree_Node* node;
-    std::size_t next;
-  };
-  std::vector<Level> way;
-  const auto enter = [&](Tree_Node* node, Tree_NodePtr& handle) {
-    const Tree_NodePtr* const found = node->NodeAt(path, handle);
-    if (found != nullptr && !found->isNull()) ret.append((*found)->GetPath());
-    if (node->m_children != nullptr) way.push_back({node, 0});
-  };
-  enter(this, this_ptr);
-  while (!way.empty()) {
-    Level& level = way.back();
-    const std::vector<Tree_NodePtr*>& children = level.node->m_children->m_elements;
-    if (level.next == children.size()) {
-      way.pop_back();
-      continue;
-    }
-    Tree_NodePtr& child = *children[level.next++];
-    if (!child.isNull()) enter(child.get(), child);
-  }
 }

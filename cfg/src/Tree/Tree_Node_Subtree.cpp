@@ -4,7 +4,6 @@
 // therefore keeps its way back in a vector, or in nodes that are about to go, and never
 // in the call stack.
 
-#include <cassert>
 #include <cstddef>
 #include <memory>
 #include <utility>
@@ -50,7 +49,7 @@ bool Tree_Node::BeginDestroy() {
   }
   delete std::exchange(m_value, nullptr);
   if (m_children == nullptr) return false;
-  m_children->Clear();
+  m_children->BeginDrop();
   return true;
 }
 
@@ -64,7 +63,8 @@ Tree_NodePtr Tree_Node::DuplicateFromHereDown(bool /*unused*/) {
   struct Level {
     Tree_Node* source;
     Tree_NodePtr copy;
-    int next = 0;
+    int next = 0;    // position of the next child
+    int copied = 0;  // children that are not null handles
   };
   std::vector<Level> way;
   way.push_back({this, DuplicateAlone()});
@@ -72,11 +72,10 @@ Tree_NodePtr Tree_Node::DuplicateFromHereDown(bool /*unused*/) {
     Level& level = way.back();
     const int count = level.source->GetChildCount();
     if (level.next < count) {
-      Tree_Node* const child = level.source->m_children->at(level.next).get();
-      if (child == nullptr) {
-        ++level.next;
-      } else if (child->m_children == nullptr) {
-        level.copy->AdoptDuplicate(child->DuplicateAlone(), level.next++, count);
+      Tree_Node* const child = level.source->m_children->at(level.next++).get();
+      if (child == nullptr) continue;
+      if (child->m_children == nullptr) {
+        level.copy->AdoptDuplicate(child->DuplicateAlone(), level.copied++, count);
       } else {
         way.push_back({child, child->DuplicateAlone()});
       }
@@ -87,8 +86,7 @@ Tree_NodePtr Tree_Node::DuplicateFromHereDown(bool /*unused*/) {
     way.pop_back();
     if (way.empty()) return copy;
     Level& parent = way.back();
-    const int index = parent.next++;
-    parent.copy->AdoptDuplicate(std::move(copy), index, parent.source->GetChildCount());
+    parent.copy->AdoptDuplicate(std::move(copy), parent.copied++, parent.source->GetChildCount());
   }
 }
 
@@ -115,6 +113,7 @@ void Tree_Node::AdoptDuplicate(Tree_NodePtr&& child, int child_index, int child_
            "Start Insert(Tree_NodePtr& new_child = %d, int child_index = %d)\n", child_index,
            child_count);
   child->m_parent = this;
+  child->m_is_listed = true;
   MakeChildren(child_count);
   m_children->Append(std::move(child));
   TREE_LOG("Insert", tree_log::kTrace, "End Insert(Tree_NodePtr& new_child, int child_index)\n");
@@ -153,12 +152,12 @@ bool Tree_Node::RemoveEmptyBranches() {
     int index;      // children from here on have been looked at
     int remaining;  // children that are left
     void Close() const {
-      if (remaining < node->GetChildCount()) node->m_children->Close();
+      if (remaining < node->GetChildCount()) node->m_children->CloseGaps();
     }
     void Remove() {
       --remaining;
       node->m_children->at(index)->m_parent = nullptr;
-      node->m_children->Take(index);
+      node->m_children->TakeOut(index);
     }
   };
   std::vector<Level> way;

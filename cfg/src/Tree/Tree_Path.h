@@ -20,7 +20,7 @@ class TREE_API Tree_Path {
  public:
   // No path at all: GetRootAsCharPtr() yields null.  Do not navigate with it.
   Tree_Path();
-  explicit Tree_Path(const RWCString& path);
+  Tree_Path(const RWCString& path);
 
   // A copy has a text and a position of its own.  What the target of an assignment
   // handed out before is let go.

@@ -36,6 +36,6 @@ bool Tree_PathAndValueArray::HasPlace(int i) const {
 
 Tree_ValueAndPath& Tree_PathAndValueArray::Element(int i) {
   const auto place = static_cast<std::size_t>(i);
-  if (place >= m_elements.size()) throw RWBoundsErr(i, m_elements.size());
+  if (place >= m_elements.size()) RWBoundsErr::Raise(i, m_elements.size());
   return m_elements[place];
 }

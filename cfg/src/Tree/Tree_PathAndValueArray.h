@@ -16,7 +16,7 @@
 class TREE_API Tree_PathAndValueArray {
  public:
   // `size` empty pairs.  A negative size throws std::length_error.
-  explicit Tree_PathAndValueArray(int size);
+  Tree_PathAndValueArray(int size);
   Tree_PathAndValueArray(const Tree_PathAndValueArray& other) = default;
   Tree_PathAndValueArray& operator=(const Tree_PathAndValueArray& other) = default;
   ~Tree_PathAndValueArray();

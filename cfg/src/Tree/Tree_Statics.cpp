@@ -37,10 +37,13 @@ RWCString Tree_Node::separator("\\");
 
 const RWCString tree_statics::empty_string;
 
+const RWCString tree_statics::blob_encoding_name("blobencoding");
+const RWCString tree_statics::first_chunk_name("chunk0000");
+
 RWCString Tree_EmptySubTree_DummyName("this_is_an_empty_sub_tree_name_indication");
 
 // Intended: the pool of handles bears the same name as the pool of the vectors that
-// hold them.  Operators' scripts add the two up.
+// hold them; together they are what lists of children cost.
 Zel_PoolAllocator& Tree_NodePtrVec::m_pPrivatePool =
     MakePool<Tree_NodePtr>("Tree_NodePtrVec", kValuesPerBlock);
 

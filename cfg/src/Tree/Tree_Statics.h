@@ -14,6 +14,10 @@ extern Mutex& interning_mutex;
 
 extern const RWCString empty_string;
 
+// Names of the sub-nodes that tell a value stored in chunks.
+extern const RWCString blob_encoding_name;
+extern const RWCString first_chunk_name;
+
 }  // namespace tree_statics
 
 #endif  // TREE_TREE_STATICS_H

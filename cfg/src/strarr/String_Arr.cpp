@@ -1,8 +1,9 @@
 #include "strarr/String_Arr.h"
 
+#include <algorithm>
+#include <climits>
 #include <cstddef>
 #include <cstring>
-#include <memory>
 #include <new>
 
 namespace {
@@ -12,9 +13,10 @@ constexpr int kGrowth = 5;
 
 }  // namespace
 
-String_Arr::String_Arr() : m_slots(nullptr) {}
+String_Arr::String_Arr() : m_slots(nullptr), m_capacity(0) {}
 
-String_Arr::String_Arr(int array_length) : Generic_String_Arr(array_length), m_slots(nullptr) {
+String_Arr::String_Arr(int array_length)
+    : Generic_String_Arr(array_length), m_slots(nullptr), m_capacity(0) {
   if (array_length < 0) throw std::bad_array_new_length();
   try {
     Grow(array_length);
@@ -63,15 +65,22 @@ void String_Arr::clear() {
   for (int i = 0; i < m_array_length; ++i) delete[] m_slots[i];
   delete[] m_slots;
   m_slots = nullptr;
+  m_capacity = 0;
   m_array_length = 0;
   m_inserted = 0;
 }
 
 void String_Arr::Grow(int array_length) {
-  std::unique_ptr<char*[]> slots(new char*[static_cast<std::size_t>(array_length)]());
-  for (int i = 0; i < m_array_length; ++i) slots[static_cast<std::size_t>(i)] = m_slots[i];
-  delete[] m_slots;
-  m_slots = slots.release();
+  if (array_length > m_capacity) {
+    // Doubled, so that many small steps do not copy the table each time.
+    const long long doubled = 2LL * m_capacity;
+    const long long capacity = std::clamp<long long>(doubled, array_length, INT_MAX);
+    char** const slots = new char*[static_cast<std::size_t>(capacity)];
+    std::copy_n(m_slots, m_array_length, slots);
+    delete[] m_slots;
+    m_slots = slots;
+    m_capacity = static_cast<int>(capacity);
+  }
   // The length counts the slots that have their buffer, so that a failed allocation
   // leaves an array of fewer slots.
   while (m_array_length < array_length) {

@@ -10,10 +10,10 @@ class TREE_API String_Arr : public Generic_String_Arr {
   String_Arr();
 
   // `array_length` empty slots.  A negative length throws std::bad_alloc.
-  explicit String_Arr(int array_length);
+  String_Arr(int array_length);
 
-  // Intended: a copy shares the slots of its source.  Only one of the two may be
-  // destroyed; clients that pass arrays by value rely on the copy being cheap.
+  // Intended: a copy shares the slots of its source and counts nothing.  Only one of the
+  // two may be destroyed.
   String_Arr(const String_Arr& other) = default;
   String_Arr& operator=(const String_Arr& other) = default;
 
@@ -41,6 +41,7 @@ class TREE_API String_Arr : public Generic_String_Arr {
   void Grow(int array_length);
 
   char** m_slots;
+  int m_capacity;  // slots that the table has room for
 };
 
 #endif  // STRARR_STRING_ARR_H

@@ -3,10 +3,13 @@
 
 #include <mutex>
 
+#include "TreePlatform_Export.h"
+
 // A plain, non-recursive mutex.
 //
-// The constructor is constexpr, so a static Mutex is unlocked and usable
-// before any constructor of a static object has run.
+// The constructor is constexpr and the destructor trivial: a static Mutex is
+// unlocked and usable before any constructor of a static object has run and
+// after the last destructor.
 //
 // Every operation has two names: those of the product (acquire, release,
 // tryAcquire), and the standard ones, which make it work with std::lock_guard.
@@ -16,19 +19,43 @@ class Mutex {
   Mutex(const Mutex&) = delete;
   Mutex& operator=(const Mutex&) = delete;
 
+#if defined(_WIN32)
+  // std::mutex is no constant on every compiler for Windows; the system's slim
+  // lock is.
+  TREE_PLATFORM_API void acquire() noexcept;
+  TREE_PLATFORM_API void release() noexcept;
+  TREE_PLATFORM_API bool tryAcquire() noexcept;
+#else
   // Waits until the mutex is free and takes it.
-  void acquire() { m_mutex.lock(); }
+  void acquire() {
+    m_mutex.lock();
+  }
   // Gives the mutex up; only for the thread that took it.
-  void release() { m_mutex.unlock(); }
+  void release() {
+    m_mutex.unlock();
+  }
   // Takes the mutex when it is free; true when it was taken.
-  bool tryAcquire() { return m_mutex.try_lock(); }
+  bool tryAcquire() {
+    return m_mutex.try_lock();
+  }
+#endif
 
-  void lock() { acquire(); }
-  void unlock() { release(); }
-  bool try_lock() { return tryAcquire(); }
+  void lock() {
+    acquire();
+  }
+  void unlock() {
+    release();
+  }
+  bool try_lock() {
+    return tryAcquire();
+  }
 
  private:
+#if defined(_WIN32)
+  void* m_slim_lock = nullptr;  // an SRWLOCK
+#else
   std::mutex m_mutex;
+#endif
 };
 
 #endif  // THREADAPI_MUTEX_H_

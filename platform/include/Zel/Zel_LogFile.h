@@ -43,7 +43,8 @@ struct Zel_LogRecord {
 // program named, else standard error (one line per message).  SetSink puts
 // another in its place.  Calls of the sink are serialised, so a sink needs no
 // lock of its own.  It runs on the thread that logs and may itself log or
-// replace the sink.
+// replace the sink.  It must not wait for another thread that logs: that one
+// waits for it.
 //
 // Threads: every operation may be called from any thread at any time, also
 // while static objects are constructed or destroyed: the object is constant
