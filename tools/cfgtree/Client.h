@@ -1,0 +1,21 @@
+// The program from its arguments to its exit code.
+
+#ifndef CFGTREE_CLIENT_H
+#define CFGTREE_CLIENT_H
+
+#include <string>
+#include <vector>
+
+namespace cfgtree {
+
+inline constexpr int kExitDone = 0;
+inline constexpr int kExitBadInput = 1;
+inline constexpr int kExitUsage = 2;
+
+// Runs one command.  Whatever goes wrong becomes one line on standard error and an exit
+// code; standard output then stays empty.
+int RunClient(const std::vector<std::string>& arguments);
+
+}  // namespace cfgtree
+
+#endif  // CFGTREE_CLIENT_H

@@ -1,0 +1,51 @@
+// Paths as a user gives and reads them.
+//
+// A path is what the library takes: names joined by backslashes, relative to the top.
+// Look-ups find the first of several siblings of one name, so the client knows one thing
+// more: a segment that is no child's name and ends in [N] means the N-th child of the
+// name before it, counted from 1.
+//
+//   mime-info\mime-type[3]\glob\@pattern
+
+#ifndef CFGTREE_PLACES_H
+#define CFGTREE_PLACES_H
+
+#include <string>
+#include <string_view>
+#include <unordered_map>
+
+#include "Tree/Tree_Node.h"
+
+namespace cfgtree {
+
+// The node at `path` below `top`.  Throws an Error that names `file` and the first
+// segment that is missing.
+Tree_NodePtr FindNode(Tree_NodePtr& top, std::string_view path, std::string_view file);
+
+// Writes paths that lead to exactly one node.
+//
+// It counts the siblings of each name once per parent, so naming all children of a wide
+// node costs no more than naming one.  The tree must not change meanwhile.
+class PathNamer {
+ public:
+  // Paths are relative to `top`.
+  explicit PathNamer(const Tree_Node* top) : m_top(top) {}
+
+  // The name of `node`, with [N] behind it when earlier siblings bear it too.
+  std::string NameOf(Tree_Node* node);
+
+  // The path that leads to `node`; empty for the top.
+  std::string PathOf(Tree_Node* node);
+
+ private:
+  void CountSiblings(Tree_Node* parent);
+
+  const Tree_Node* m_top;
+  // Nodes that need a number, with it; and the parents whose children were counted.
+  std::unordered_map<const Tree_Node*, int> m_numbers;
+  std::unordered_map<const Tree_Node*, bool> m_counted;
+};
+
+}  // namespace cfgtree
+
+#endif  // CFGTREE_PLACES_H

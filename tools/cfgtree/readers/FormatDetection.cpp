@@ -1,0 +1,137 @@
+#include "readers/FormatDetection.h"
+
+#include "Encoding.h"
+
+namespace cfgtree {
+namespace {
+
+constexpr std::string_view kBlanks = " \t\r\n";
+constexpr std::string_view kDigits = "0123456789";
+
+// Enough to see what a file is; comments at the start of an INI file may be long.
+constexpr std::size_t kLookedAt = std::size_t{64} << 10;
+
+struct NamedFormat {
+  std::string_view name;
+  Format format;
+};
+// The formats' names are their extensions, too.
+constexpr NamedFormat kNames[] = {
+    {"json", Format::kJson}, {"xml", Format::kXml}, {"ini", Format::kIni}, {"reg", Format::kReg}};
+
+std::string Lower(std::string_view text) {
+  std::string lower(text);
+  for (char& c : lower) {
+    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
+  }
+  return lower;
+}
+
+// The letters behind the last dot, in small letters.
+std::string Extension(std::string_view path) {
+  const std::size_t dot = path.rfind('.');
+  return dot == path.npos ? "" : Lower(path.substr(dot + 1));
+}
+
+std::string_view Trimmed(std::string_view text) {
+  const std::size_t first = text.find_first_not_of(kBlanks);
+  if (first == text.npos) return "";
+  return text.substr(first, text.find_last_not_of(kBlanks) - first + 1);
+}
+
+// The ASCII characters of UTF-16 text; others become question marks.
+std::string Narrowed(std::string_view bytes, bool big_endian) {
+  std::string text;
+  for (std::size_t i = 2; i + 1 < bytes.size(); i += 2) {
+    const char high = bytes[big_endian ? i : i + 1];
+    const char low = bytes[big_endian ? i + 1 : i];
+    text += high == 0 && (static_cast<unsigned char>(low) < 0x80) ? low : '?';
+  }
+  return text;
+}
+
+// `text` begins with "[": an INI section stands alone on its line between brackets;
+// anything else, and what could be the first value of an array, is JSON.
+Format ArrayOrSection(std::string_view text) {
+  const std::string_view line = Trimmed(text.substr(0, text.find('\n')));
+  const std::string_view inside = Trimmed(line.substr(1));
+  if (inside.empty() || inside.back() != ']') return Format::kJson;
+  const std::string_view name = Trimmed(inside.substr(0, inside.size() - 1));
+  const bool value = name.empty() || name.find_first_of("[{\"-0123456789") == 0 || name == "true" ||
+                     name == "false" || name == "null";
+  return value ? Format::kJson : Format::kIni;
+}
+
+bool LooksLikeIni(std::string_view text) {
+  while (!text.empty()) {
+    const std::size_t end = text.find('\n');
+    const std::string_view line = Trimmed(text.substr(0, end));
+    if (!line.empty() && line[0] != ';' && line[0] != '#') {
+      return line[0] == '[' || line.find('=') != line.npos;
+    }
+    text = end == text.npos ? "" : text.substr(end + 1);
+  }
+  return false;
+}
+
+}  // namespace
+
+std::string_view FormatName(Format format) {
+  for (const NamedFormat& named : kNames) {
+    if (named.format == format) return named.name;
+  }
+  return "";
+}
+
+std::optional<Format> FormatByName(std::string_view name) {
+  for (const NamedFormat& named : kNames) {
+    if (named.name == name) return named.format;
+  }
+  return std::nullopt;
+}
+
+std::vector<std::string> FormatNames() {
+  std::vector<std::string> names;
+  for (const NamedFormat& named : kNames) names.emplace_back(named.name);
+  return names;
+}
+
+std::optional<Format> FormatByExtension(std::string_view path) {
+  return FormatByName(Extension(path));
+}
+
+std::optional<Format> FormatByContent(std::string_view bytes) {
+  bytes = bytes.substr(0, kLookedAt);
+  std::string narrowed;
+  if (StartsWith(bytes, kUtf16LittleBom) || StartsWith(bytes, kUtf16BigBom)) {
+    narrowed = Narrowed(bytes, StartsWith(bytes, kUtf16BigBom));
+    bytes = narrowed;
+  } else if (StartsWith(bytes, kUtf8Bom)) {
+    bytes.remove_prefix(kUtf8Bom.size());
+  }
+
+  const std::string_view text = Trimmed(bytes);
+  if (text.empty()) return std::nullopt;
+  if (StartsWith(text, "Windows Registry Editor") || StartsWith(text, "REGEDIT4")) {
+    return Format::kReg;
+  }
+  if (text[0] == '<') return Format::kXml;
+  if (text[0] == '{' || text[0] == '"') return Format::kJson;
+  if (text[0] == '[') return ArrayOrSection(text);
+  if (LooksLikeIni(text)) return Format::kIni;
+  const bool number = text[0] == '-' || kDigits.find(text[0]) != kDigits.npos;
+  if (number || text == "true" || text == "false" || text == "null") return Format::kJson;
+  return std::nullopt;
+}
+
+std::optional<Format> DetectFormat(std::string_view path, std::string_view bytes) {
+  if (const std::optional<Format> format = FormatByExtension(path)) return format;
+  const std::optional<Format> format = FormatByContent(bytes);
+  const std::string extension = Extension(path);
+  if (extension != "conf" && extension != "cfg") return format;
+  // A [section] looks like the start of a JSON array; under these names it is none.
+  const bool ini = !format || Trimmed(bytes).substr(0, 1) == "[";
+  return ini ? Format::kIni : format;
+}
+
+}  // namespace cfgtree

@@ -1,0 +1,172 @@
+#include "readers/JsonReader.h"
+
+#include <rapidjson/error/en.h>
+#include <rapidjson/memorystream.h>
+#include <rapidjson/reader.h>
+
+#include <algorithm>
+#include <charconv>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "Encoding.h"
+#include "Error.h"
+#include "Names.h"
+
+namespace cfgtree {
+namespace {
+
+using rapidjson::MemoryStream;
+using rapidjson::SizeType;
+
+// Receives the document's parts in order and moves the builder along.
+class JsonHandler {
+ public:
+  JsonHandler(const Source& source, const MemoryStream& stream, TreeBuilder& tree)
+      : m_source(source), m_stream(stream), m_tree(tree) {}
+
+  bool Null() { return Scalar("null", NodeKind::kNull); }
+  bool Bool(bool value) { return Scalar(value ? "true" : "false", NodeKind::kBoolean); }
+  bool RawNumber(const char* text, SizeType length, bool) {
+    return Scalar({text, length}, NodeKind::kNumber);
+  }
+  bool String(const char* text, SizeType length, bool) {
+    return IsWhole({text, length}) && Scalar({text, length}, NodeKind::kPlain);
+  }
+  bool Key(const char* text, SizeType length, bool) {
+    if (!IsWhole({text, length})) return false;
+    m_key = EncodeName({text, length}, m_storage);
+    return true;
+  }
+  bool StartObject() { return Start(kObject, NodeKind::kPlain); }
+  bool StartArray() { return Start(0, NodeKind::kArray); }
+  bool EndObject(SizeType) { return End(); }
+  bool EndArray(SizeType) { return End(); }
+
+  // Numbers come as text, so that these are never called.
+  bool Int(int) { return false; }
+  bool Uint(unsigned) { return false; }
+  bool Int64(std::int64_t) { return false; }
+  bool Uint64(std::uint64_t) { return false; }
+  bool Double(double) { return false; }
+
+ private:
+  // An open bracket: the index of an array's next element, or kObject.
+  static constexpr std::uint64_t kObject = UINT64_MAX;
+
+  // The document itself is UTF-8, but \u escapes may have put half of a surrogate pair
+  // into a string; it shows as ED A0 to ED BF.
+  static bool IsWhole(std::string_view text) {
+    for (std::size_t i = text.find('\xED'); i != text.npos; i = text.find('\xED', i + 1)) {
+      if (static_cast<unsigned char>(text[i + 1]) >= 0xA0) return false;
+    }
+    return true;
+  }
+
+  // The name of the next value.  A key is used at most once, so it can be handed out
+  // where it stands.
+  std::string_view NextName() {
+    std::uint64_t& place = m_open.back();
+    if (place == kObject) return m_key;
+    char* const end = std::to_chars(m_index, m_index + sizeof m_index, place++).ptr;
+    return {m_index, static_cast<std::size_t>(end - m_index)};
+  }
+
+  bool Scalar(std::string_view text, NodeKind kind) {
+    m_source.Report(m_stream.Tell(), m_stream.size_);
+    if (m_open.empty()) {
+      m_tree.MakeTopLeaf(text, kind);
+    } else {
+      m_tree.Leaf(NextName(), text, kind);
+    }
+    return true;
+  }
+
+  bool Start(std::uint64_t first, NodeKind kind) {
+    if (m_open.empty()) {
+      m_tree.Top()->SetId(static_cast<int>(kind));
+    } else {
+      m_tree.Enter(NextName(), kind);
+    }
+    m_open.push_back(first);
+    return true;
+  }
+
+  bool End() {
+    m_open.pop_back();
+    if (!m_open.empty()) m_tree.Leave();
+    return true;
+  }
+
+  const Source& m_source;
+  const MemoryStream& m_stream;
+  TreeBuilder& m_tree;
+  std::vector<std::uint64_t> m_open;
+  std::string m_key;
+  std::string m_storage;
+  char m_index[24];
+};
+
+// "Missing a comma or } after an object member." as the end of an error line.
+std::string Lowered(std::string_view message) {
+  std::string text(message.substr(0, message.find_last_not_of('.') + 1));
+  if (!text.empty() && text[0] >= 'A' && text[0] <= 'Z') {
+    text[0] = static_cast<char>(text[0] - 'A' + 'a');
+  }
+  return text;
+}
+
+// `rest` is the document from the place of the error on.
+std::string Explain(rapidjson::ParseErrorCode code, std::string_view rest) {
+  const bool at_end = rest.empty();
+  switch (code) {
+    case rapidjson::kParseErrorTermination:
+    case rapidjson::kParseErrorStringUnicodeSurrogateInvalid:
+      return "half of a surrogate pair in a string";
+    case rapidjson::kParseErrorNumberTooBig:
+      return "number too big (beyond 1e308)";
+    case rapidjson::kParseErrorDocumentRootNotSingular:
+      return "more text behind the end of the document";
+    case rapidjson::kParseErrorDocumentEmpty:
+      return "no JSON value; the document is empty";
+    case rapidjson::kParseErrorStringMissQuotationMark:
+      return "the document ends inside a string";
+    case rapidjson::kParseErrorStringEscapeInvalid:
+      return !at_end && rest[0] == '\\' ? "invalid escape character in a string"
+                                        : "line break or control character in a string";
+    case rapidjson::kParseErrorValueInvalid:
+      return at_end ? "the document ends where a value should stand" : "not a JSON value";
+    default:
+      return Lowered(rapidjson::GetParseError_En(code)) +
+             (at_end ? " (the document ends here)" : "");
+  }
+}
+
+}  // namespace
+
+void ReadJson(const Source& source, TreeBuilder& tree) {
+  std::string_view text = source.bytes;
+  if (StartsWith(text, kUtf16LittleBom) || StartsWith(text, kUtf16BigBom)) {
+    throw Error::AtByte(source.name, 0, "UTF-16 text; JSON must be UTF-8");
+  }
+  if (StartsWith(text, kUtf8Bom)) text.remove_prefix(kUtf8Bom.size());
+  RequireText(source.name, text);
+
+  // Iterative, so that a million brackets need no stack; what is left behind the
+  // document is an error, since kParseStopWhenDoneFlag is not given.
+  constexpr unsigned kFlags = rapidjson::kParseIterativeFlag |
+                              rapidjson::kParseNumbersAsStringsFlag |
+                              rapidjson::kParseValidateEncodingFlag;
+  MemoryStream stream(text.data(), text.size());
+  JsonHandler handler(source, stream, tree);
+  rapidjson::Reader reader;
+  const rapidjson::ParseResult result = reader.Parse<kFlags>(stream, handler);
+  if (result.IsError()) {
+    throw Error::AtText(
+        source.name, text, result.Offset(),
+        Explain(result.Code(), text.substr(std::min(result.Offset(), text.size()))));
+  }
+}
+
+}  // namespace cfgtree
