@@ -17,7 +17,6 @@
 #include <cstring>
 #include <map>
 #include <memory>
-#include <set>
 #include <string>
 #include <vector>
 
@@ -57,14 +56,16 @@ struct World {
   int elements = 0;
   int values = 0;
 
-  std::set<Node*> all;
+  // By number, in the order in which they were made.
+  int made = 0;
+  std::map<int, Node*> all;
   // Which node of the library is which of these.
   std::map<const Tree_Node*, Node*> known;
   // Handles that nobody can reach any more: the copies that a vector makes before it
   // finds the index bad.
   std::vector<Handle> lost;
-  // Nodes whose parent died without knowing them.
-  std::vector<Node*> orphans;
+  // The numbers of nodes whose parent died without knowing them.
+  std::vector<int> orphans;
 
   Handle null;
 
@@ -174,13 +175,13 @@ struct Node {
 
   ~Node() {
     Destroy();
-    world.all.erase(this);
+    world.all.erase(serial);
     world.known.erase(real);
     --world.nodes;
-    for (Node* other : world.all) {
+    for (const auto& [number, other] : world.all) {
       if (other->parent != this) continue;
       other->parent = nullptr;
-      world.orphans.push_back(other);
+      world.orphans.push_back(number);
     }
   }
   Node(const Node&) = delete;
@@ -696,10 +697,9 @@ struct Node {
       "GetValueName(RWCString & path,int index,Tree_NodePtr & this_ptr)";
 
   explicit Node(World& in) : world(in) {
-    static int made = 0;
-    serial = ++made;
+    serial = ++world.made;
     ++world.nodes;
-    world.all.insert(this);
+    world.all[serial] = this;
   }
 
   void Write(int level, const char* method, const std::string& text) {

@@ -590,7 +590,7 @@ class Round {
       if (library != m_this.library) Part("The slot should be this_ptr.");
       return;
     }
-    for (naive::Node* node : m_world.all) {
+    for (const auto& [number, node] : m_world.all) {
       for (std::size_t i = 0; i < node->children.size(); ++i) {
         if (&node->children[i] != model) continue;
         if (library == &node->real->GetChildAt(static_cast<int>(i))) return;
@@ -616,7 +616,9 @@ class Round {
       if (!Matches(model->name, name)) Part("A new node is called " + Show(name) + ".");
       if (model->name != name) {
         CompareWithClock(name);
-        model->name = name;
+        // From here on the clock plays no part: the round can be repeated.
+        model->name = kNames[static_cast<std::size_t>(model->serial) % kNames.size()];
+        library->SetKeyName(Rw(model->name));
       }
     }
     if (model->real != library.get()) {
@@ -651,15 +653,16 @@ class Round {
 
   // A node whose parent is gone must not be asked for its path.
   void AdoptOrphans() {
-    for (naive::Node* node : m_world.orphans) {
-      if (m_world.all.count(node) != 0) node->real->SetParent(nullptr);
+    for (const int number : m_world.orphans) {
+      const auto node = m_world.all.find(number);
+      if (node != m_world.all.end()) node->second->real->SetParent(nullptr);
     }
     m_world.orphans.clear();
   }
 
   // Takes back the parents that were set by hand.
   void TidyParents() {
-    for (naive::Node* node : m_world.all) {
+    for (const auto& [number, node] : m_world.all) {
       if (node->parent == nullptr) continue;
       bool listed = false;
       for (const Handle& child : node->parent->children) listed |= child.get() == node;
@@ -849,7 +852,7 @@ void Round::CheckAll() {
   for (Held& held : m_held) Pair(held.model, held.library);
   // Nodes that were lost are known, but what was made below them need not be.
   for (const Handle& lost : m_world.lost) PairChildren(*lost, *lost->real);
-  for (naive::Node* node : m_world.all) {
+  for (const auto& [number, node] : m_world.all) {
     if (node->real == nullptr) Part("A node is out of reach.");
     CheckNode(*node, *node->real);
   }
@@ -1121,7 +1124,8 @@ void Round::RenameSome() {
 
 // Wide nodes keep an index of names; here it has to follow.
 void Round::RenameChildOfWide() {
-  for (naive::Node* wide : m_world.all) {
+  for (const auto& entry : m_world.all) {
+    naive::Node* const wide = entry.second;
     if (wide->GetChildCount() < 20 || Chance(30)) continue;
     Handle& child = wide->children[Below(wide->children.size())];
     const Place at{&child, &wide->real->GetChildAt(wide->GetIndex(child))};
