@@ -213,7 +213,13 @@ bool Tree_NameIndex::Relist(const std::vector<Tree_NodePtr*>& elements, const Tr
     if (found == elements.end()) return false;
     element = *found;
   }
-  if (!Unlist(elements, 0, element, old_name)) return false;
+  // Where the old name has other bearers, the next one is looked for from here.
+  const auto here = m_repeated.find(old_name) == m_repeated.end()
+                        ? elements.begin()
+                        : std::find(elements.begin(), elements.end(), element);
+  if (!Unlist(elements, static_cast<std::size_t>(here - elements.begin()), element, old_name)) {
+    return false;
+  }
   try {
     List(element);
     MakeFirst(elements, element);
