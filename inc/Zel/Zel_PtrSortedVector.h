@@ -1,5 +1,5 @@
-#ifndef ZEL_ZEL_PTRSORTEDVECTOR_H_
-#define ZEL_ZEL_PTRSORTEDVECTOR_H_
+#ifndef ZEL_ZEL_PTRSORTEDVECTOR_H
+#define ZEL_ZEL_PTRSORTEDVECTOR_H
 
 #include <algorithm>
 #include <cstddef>
@@ -56,4 +56,4 @@ class Zel_PtrSortedVector {
   std::vector<T*> m_records;
 };
 
-#endif  // ZEL_ZEL_PTRSORTEDVECTOR_H_
+#endif  // ZEL_ZEL_PTRSORTEDVECTOR_H

@@ -1,5 +1,5 @@
-#ifndef TREE_PLATFORM_EXPORT_H_
-#define TREE_PLATFORM_EXPORT_H_
+#ifndef TREE_PLATFORM_EXPORT_H
+#define TREE_PLATFORM_EXPORT_H
 
 // TREE_PLATFORM_API marks what the platform library shows to its clients.
 // Everything else is hidden (the library is built with hidden visibility).
@@ -20,4 +20,4 @@
 #define TREE_PLATFORM_API
 #endif
 
-#endif  // TREE_PLATFORM_EXPORT_H_
+#endif  // TREE_PLATFORM_EXPORT_H

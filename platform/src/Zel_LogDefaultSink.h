@@ -1,5 +1,5 @@
-#ifndef ZEL_LOGDEFAULTSINK_H_
-#define ZEL_LOGDEFAULTSINK_H_
+#ifndef ZEL_LOGDEFAULTSINK_H
+#define ZEL_LOGDEFAULTSINK_H
 
 #include <memory>
 
@@ -27,4 +27,4 @@ class Zel_LogDefaultSink {
   std::shared_ptr<spdlog::logger> m_logger;
 };
 
-#endif  // ZEL_LOGDEFAULTSINK_H_
+#endif  // ZEL_LOGDEFAULTSINK_H

@@ -1,5 +1,5 @@
-#ifndef ZEL_PAGEMAP_H_
-#define ZEL_PAGEMAP_H_
+#ifndef ZEL_PAGEMAP_H
+#define ZEL_PAGEMAP_H
 
 #include <atomic>
 #include <cstddef>
@@ -59,4 +59,4 @@ void FreeBlock(Block* block) noexcept;
 
 }  // namespace zel_page_map
 
-#endif  // ZEL_PAGEMAP_H_
+#endif  // ZEL_PAGEMAP_H

@@ -1,5 +1,5 @@
-#ifndef THREADAPI_MUTEX_H_
-#define THREADAPI_MUTEX_H_
+#ifndef THREADAPI_MUTEX_H
+#define THREADAPI_MUTEX_H
 
 #include <mutex>
 
@@ -58,4 +58,4 @@ class Mutex {
 #endif
 };
 
-#endif  // THREADAPI_MUTEX_H_
+#endif  // THREADAPI_MUTEX_H

@@ -1,5 +1,5 @@
-#ifndef THREADAPI_THREADAPI_AUTOPTRTHREADSAFE_H_
-#define THREADAPI_THREADAPI_AUTOPTRTHREADSAFE_H_
+#ifndef THREADAPI_THREADAPI_AUTOPTRTHREADSAFE_H
+#define THREADAPI_THREADAPI_AUTOPTRTHREADSAFE_H
 
 #include <atomic>
 #include <cstddef>
@@ -198,4 +198,4 @@ class ThreadAPI_AutoPtrThreadSafe {
   autoptrthreadsafe_internal_data* m_record = nullptr;
 };
 
-#endif  // THREADAPI_THREADAPI_AUTOPTRTHREADSAFE_H_
+#endif  // THREADAPI_THREADAPI_AUTOPTRTHREADSAFE_H

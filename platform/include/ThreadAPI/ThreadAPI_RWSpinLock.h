@@ -1,5 +1,5 @@
-#ifndef THREADAPI_THREADAPI_RWSPINLOCK_H_
-#define THREADAPI_THREADAPI_RWSPINLOCK_H_
+#ifndef THREADAPI_THREADAPI_RWSPINLOCK_H
+#define THREADAPI_THREADAPI_RWSPINLOCK_H
 
 #include <atomic>
 #include <cstdint>
@@ -72,4 +72,4 @@ class ThreadAPI_RWWriteSpinScopeLock {
   ThreadAPI_RWSpinLock& m_lock;
 };
 
-#endif  // THREADAPI_THREADAPI_RWSPINLOCK_H_
+#endif  // THREADAPI_THREADAPI_RWSPINLOCK_H

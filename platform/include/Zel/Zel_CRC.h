@@ -1,5 +1,5 @@
-#ifndef ZEL_ZEL_CRC_H_
-#define ZEL_ZEL_CRC_H_
+#ifndef ZEL_ZEL_CRC_H
+#define ZEL_ZEL_CRC_H
 
 #include <array>
 #include <cstddef>
@@ -52,4 +52,4 @@ class TREE_PLATFORM_API Zel_CRC {
   static const std::array<std::uint32_t, 256> crc32_table;
 };
 
-#endif  // ZEL_ZEL_CRC_H_
+#endif  // ZEL_ZEL_CRC_H

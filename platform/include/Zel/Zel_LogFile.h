@@ -1,5 +1,5 @@
-#ifndef ZEL_ZEL_LOGFILE_H_
-#define ZEL_ZEL_LOGFILE_H_
+#ifndef ZEL_ZEL_LOGFILE_H
+#define ZEL_ZEL_LOGFILE_H
 
 #include <atomic>
 #include <cstdio>
@@ -103,4 +103,4 @@ class TREE_PLATFORM_API Zel_LogFile {
 // file; only the level is each object's own.
 extern TREE_PLATFORM_API Zel_LogFile ZelGLog;
 
-#endif  // ZEL_ZEL_LOGFILE_H_
+#endif  // ZEL_ZEL_LOGFILE_H

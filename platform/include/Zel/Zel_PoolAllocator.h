@@ -1,5 +1,5 @@
-#ifndef ZEL_ZEL_POOLALLOCATOR_H_
-#define ZEL_ZEL_POOLALLOCATOR_H_
+#ifndef ZEL_ZEL_POOLALLOCATOR_H
+#define ZEL_ZEL_POOLALLOCATOR_H
 
 #include <atomic>
 #include <cstddef>
@@ -138,4 +138,4 @@ class TREE_PLATFORM_API Zel_PoolAllocator {
   Central* m_central;
 };
 
-#endif  // ZEL_ZEL_POOLALLOCATOR_H_
+#endif  // ZEL_ZEL_POOLALLOCATOR_H

@@ -1,5 +1,5 @@
-#ifndef RW_RWBOUNDSERR_H_
-#define RW_RWBOUNDSERR_H_
+#ifndef RW_RWBOUNDSERR_H
+#define RW_RWBOUNDSERR_H
 
 #include <cstddef>
 #include <stdexcept>
@@ -31,4 +31,4 @@ class TREE_PLATFORM_API RWBoundsErr : public std::out_of_range {
   std::size_t m_count;
 };
 
-#endif  // RW_RWBOUNDSERR_H_
+#endif  // RW_RWBOUNDSERR_H

@@ -1,5 +1,5 @@
-#ifndef RW_RWCSTRING_H_
-#define RW_RWCSTRING_H_
+#ifndef RW_RWCSTRING_H
+#define RW_RWCSTRING_H
 
 #include <atomic>
 #include <cstddef>
@@ -255,4 +255,4 @@ inline RWCString operator+(RWCString&& a, char b) {
 // Writes the bytes as they are.
 TREE_PLATFORM_API std::ostream& operator<<(std::ostream& out, const RWCString& text);
 
-#endif  // RW_RWCSTRING_H_
+#endif  // RW_RWCSTRING_H

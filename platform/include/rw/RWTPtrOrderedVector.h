@@ -1,5 +1,5 @@
-#ifndef RW_RWTPTRORDEREDVECTOR_H_
-#define RW_RWTPTRORDEREDVECTOR_H_
+#ifndef RW_RWTPTRORDEREDVECTOR_H
+#define RW_RWTPTRORDEREDVECTOR_H
 
 #include <cstddef>
 #include <vector>
@@ -48,4 +48,4 @@ class RWTPtrOrderedVector {
   std::vector<T*> m_entries;
 };
 
-#endif  // RW_RWTPTRORDEREDVECTOR_H_
+#endif  // RW_RWTPTRORDEREDVECTOR_H

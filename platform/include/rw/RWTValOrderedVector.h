@@ -1,5 +1,5 @@
-#ifndef RW_RWTVALORDEREDVECTOR_H_
-#define RW_RWTVALORDEREDVECTOR_H_
+#ifndef RW_RWTVALORDEREDVECTOR_H
+#define RW_RWTVALORDEREDVECTOR_H
 
 #include <cstddef>
 #include <utility>
@@ -51,4 +51,4 @@ class RWTValOrderedVector {
   std::vector<T> m_entries;
 };
 
-#endif  // RW_RWTVALORDEREDVECTOR_H_
+#endif  // RW_RWTVALORDEREDVECTOR_H

@@ -1,0 +1,191 @@
+// Interning: what does it cost to turn a string into the one stored string that equals it?
+//
+// Every name and value that enters a tree is interned once; every name that is looked up
+// is looked for.  An operation is one string.  The strings are different from each other,
+// have 6 to 24 bytes and come in random order; their hashes have not been computed, since
+// a string that was just read has none.
+//
+//   known   All strings are stored already, as nearly all are once a process has run for a
+//           while.  Threads only read, so that two should take no longer than one.
+//   new     None is stored: a process reads its first configuration.  With two threads,
+//           each stores its own half; inserts exclude each other.
+//   find    The library's look-up by bytes, which navigation uses; it takes no string.
+//
+// The peer is what comes to mind first, a std::unordered_set behind a std::shared_mutex.
+
+#include <benchmark/benchmark.h>
+
+#include <algorithm>
+#include <cstddef>
+#include <functional>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <shared_mutex>
+#include <string>
+#include <unordered_set>
+#include <utility>
+#include <vector>
+
+#include "Zel/Zel_Flyweight.h"
+#include "rw/RWCString.h"
+#include "support/data.h"
+#include "support/measure.h"
+
+namespace bench {
+
+namespace {
+
+// The contestants.  Text is the string type of their clients.
+
+// As the tree's own container: the same number of strings per buffer, and texts that stay
+// until the process ends.  Filling many of them therefore makes the process grow.
+class Flyweight {
+ public:
+  using Text = RWCString;
+  static constexpr const char* kName = kOurs;
+
+  const Text* Intern(const Text& text) { return m_container.GetValue(text, true); }
+  const Text* Find(const char* bytes, std::size_t length) const {
+    return m_container.Find(bytes, length);
+  }
+  static std::vector<Text> TextsOf(const std::vector<std::string>& texts) { return Fresh(texts); }
+
+ private:
+  Zel_FlyweightContainer<RWCString> m_container{
+      true, 40000, Zel_FlyweightContainer<RWCString>::Texts::kPermanent};
+};
+
+class LockedSet {
+ public:
+  using Text = std::string;
+  static constexpr const char* kName = "set+shared_mutex";
+
+  const Text* Intern(const Text& text) {
+    {
+      const std::shared_lock<std::shared_mutex> guard(m_mutex);
+      const auto found = m_set.find(text);
+      if (found != m_set.end()) return &*found;
+    }
+    const std::unique_lock<std::shared_mutex> guard(m_mutex);
+    return &*m_set.insert(text).first;
+  }
+  static std::vector<Text> TextsOf(const std::vector<std::string>& texts) { return texts; }
+
+ private:
+  std::shared_mutex m_mutex;
+  std::unordered_set<std::string> m_set;
+};
+
+const std::vector<std::string>& Texts(std::size_t count) {
+  static std::map<std::size_t, std::vector<std::string>> made;
+  std::vector<std::string>& texts = made[count];
+  if (texts.empty()) texts = DistinctNames(count, count);
+  return texts;
+}
+
+// Interns the part of `texts` that belongs to thread `i` of so many.
+template <class Store>
+void InternPart(Store& store, const std::vector<typename Store::Text>& texts, int i, int threads) {
+  const auto part = static_cast<std::size_t>(i);
+  const auto parts = static_cast<std::size_t>(threads);
+  const std::size_t end = texts.size() * (part + 1) / parts;
+  for (std::size_t k = texts.size() * part / parts; k < end; ++k) {
+    benchmark::DoNotOptimize(store.Intern(texts[k]));
+  }
+}
+
+// Equal strings yield one stored string with their bytes, different ones different strings.
+template <class Store>
+void Check(Store& store, std::size_t count) {
+  const std::vector<std::string>& texts = Texts(count);
+  const std::vector<typename Store::Text> first = Store::TextsOf(texts);
+  const std::vector<typename Store::Text> second = Store::TextsOf(texts);
+  std::vector<const void*> stored;
+  stored.reserve(count);
+  for (std::size_t i = 0; i < count; ++i) {
+    const typename Store::Text* const one = store.Intern(first[i]);
+    Require(one != nullptr && one == store.Intern(second[i]), "equal strings stored twice");
+    Require(texts[i].compare(0, texts[i].size(), one->data(), one->length()) == 0,
+            "the stored string has other bytes");
+    stored.push_back(one);
+  }
+  std::sort(stored.begin(), stored.end());
+  Require(std::adjacent_find(stored.begin(), stored.end()) == stored.end(),
+          "different strings are one");
+}
+
+// The container that stays filled with the known strings.
+template <class Store>
+Store& Filled(std::size_t count) {
+  static std::map<std::size_t, std::unique_ptr<Store>> made;
+  std::unique_ptr<Store>& store = made[count];
+  if (store == nullptr) {
+    store = std::make_unique<Store>();
+    Check(*store, count);
+  }
+  return *store;
+}
+
+template <class Store>
+double KnownRound(std::size_t count, int threads) {
+  Store& store = Filled<Store>(count);
+  const std::vector<typename Store::Text> texts = Store::TextsOf(Texts(count));
+  return OnThreads(threads, [&](int i) { InternPart(store, texts, i, threads); });
+}
+
+template <class Store>
+double NewRound(std::size_t count, int threads) {
+  Filled<Store>(count);  // has checked the answers
+  Store store;
+  const std::vector<typename Store::Text> texts = Store::TextsOf(Texts(count));
+  return OnThreads(threads, [&](int i) { InternPart(store, texts, i, threads); });
+}
+
+double FindRound(std::size_t count) {
+  const Flyweight& store = Filled<Flyweight>(count);
+  const std::vector<std::string>& texts = Texts(count);
+  Require(store.Find(texts[0].data(), texts[0].size()) != nullptr, "a stored string is missing");
+  return OnThreads(1, [&](int) {
+    for (const std::string& text : texts) {
+      benchmark::DoNotOptimize(store.Find(text.data(), text.size()));
+    }
+  });
+}
+
+void Add(const char* operation, const char* contestant, std::size_t count, int threads,
+         std::size_t target, std::function<double()> round) {
+  Register({.subject = "interning",
+            .operation = operation,
+            .variant = "strings:" + std::to_string(count),
+            .threads = threads,
+            .contestant = contestant,
+            .operations = count,
+            .nodes = 0,
+            .rounds = RoundsFor(count, target),
+            .round = std::move(round)});
+}
+
+template <class Store>
+void RegisterStore(std::size_t count, std::size_t target) {
+  for (const int threads : {1, 2}) {
+    Add("known", Store::kName, count, threads, target,
+        [count, threads] { return KnownRound<Store>(count, threads); });
+    Add("new", Store::kName, count, threads, target / 5,
+        [count, threads] { return NewRound<Store>(count, threads); });
+  }
+}
+
+}  // namespace
+
+void RegisterInterning(const Plan& plan) {
+  const std::size_t target = plan.quick ? 200000 : 500000;
+  const std::size_t most = plan.quick ? 500000 : 2000000;
+  for (const std::size_t count : {std::size_t{10000}, std::size_t{100000}, most}) {
+    RegisterStore<Flyweight>(count, target);
+    RegisterStore<LockedSet>(count, target);
+    Add("find", kOurs, count, 1, target, [count] { return FindRound(count); });
+  }
+}
+
+}  // namespace bench

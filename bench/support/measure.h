@@ -1,0 +1,113 @@
+// Measure: what every file of measurements needs.
+//
+// A measurement is one row of the printed table for one contestant: this library or a
+// peer that does the same work in the same run.  It is made of rounds.  A round sets up
+// what it needs, times its work and nothing else, cleans up, and returns the seconds of
+// the work.  Google Benchmark repeats the rounds, in an order that mixes all measurements,
+// and writes every figure to a JSON file; table.py makes medians and tables of it.
+
+#ifndef BENCH_SUPPORT_MEASURE_H
+#define BENCH_SUPPORT_MEASURE_H
+
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <cstddef>
+#include <functional>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace bench {
+
+// How much is measured: everything, or what fits into a coffee break.
+struct Plan {
+  bool quick = false;
+};
+
+// The contestant that table.py compares with all others.
+inline constexpr const char* kOurs = "ours";
+
+struct Measurement {
+  std::string subject;    // a table of its own
+  std::string operation;  // together with the case, a row
+  std::string variant;    // "bytes:16", "leaves:10000"; what stands behind the colon of a
+                          // number is a size over which growth is looked at
+  int threads = 1;
+  std::string contestant;  // a column
+  std::size_t operations;  // of one round, of all threads together
+  std::size_t nodes = 0;   // that one round goes over, 0 where that makes no sense
+  int rounds = 1;          // per repetition
+  std::function<double()> round;
+};
+
+// Adds a measurement to the run.  Its name is subject/operation/variant/threads:n/contestant.
+//
+// Its figures: ns_per_op, the nanoseconds for which a thread is busy with one operation
+// (with two threads that do not hinder each other it is what it is with one), and
+// ns_per_node where there are nodes.
+void Register(Measurement measurement);
+
+// How many rounds of `operations` each it takes to do `target` operations; at least one.
+// Short rounds are repeated until the clock's own cost does not show.
+int RoundsFor(std::size_t operations, std::size_t target);
+
+// Ends the program with a message unless `holds`: a figure for a wrong answer is worse
+// than none.
+void Require(bool holds, const char* what);
+
+class Stopwatch {
+ public:
+  double Seconds() const {
+    return std::chrono::duration<double>(std::chrono::steady_clock::now() - m_start).count();
+  }
+
+ private:
+  std::chrono::steady_clock::time_point m_start = std::chrono::steady_clock::now();
+};
+
+// Calls work(0) to work(threads - 1), each on a thread of its own when there are several,
+// and returns the seconds from the moment when all of them stand ready until the last one
+// is done.  Making and ending the threads is not timed.
+template <class Work>
+double OnThreads(int threads, Work work) {
+  if (threads == 1) {
+    const Stopwatch watch;
+    work(0);
+    return watch.Seconds();
+  }
+  struct Span {
+    std::chrono::steady_clock::time_point begin, end;
+  };
+  std::vector<Span> spans(static_cast<std::size_t>(threads));
+  std::atomic<int> missing{threads};
+  std::vector<std::thread> crew;
+  for (int i = 0; i < threads; ++i) {
+    crew.emplace_back([&, i] {
+      Span& span = spans[static_cast<std::size_t>(i)];
+      missing.fetch_sub(1);
+      while (missing.load() > 0) std::this_thread::yield();
+      span.begin = std::chrono::steady_clock::now();
+      work(i);
+      span.end = std::chrono::steady_clock::now();
+    });
+  }
+  for (std::thread& thread : crew) thread.join();
+  Span whole = spans.front();
+  for (const Span& span : spans) {
+    whole.begin = std::min(whole.begin, span.begin);
+    whole.end = std::max(whole.end, span.end);
+  }
+  return std::chrono::duration<double>(whole.end - whole.begin).count();
+}
+
+// Each file of measurements registers its own.
+void RegisterPool(const Plan& plan);
+void RegisterInterning(const Plan& plan);
+void RegisterTree(const Plan& plan);
+void RegisterWide(const Plan& plan);
+void RegisterDeep(const Plan& plan);
+
+}  // namespace bench
+
+#endif  // BENCH_SUPPORT_MEASURE_H
