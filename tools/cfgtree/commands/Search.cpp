@@ -1,7 +1,6 @@
 #include <algorithm>
 #include <climits>
 #include <memory>
-#include <optional>
 #include <string>
 #include <vector>
 
@@ -19,17 +18,12 @@ namespace {
 // A String_Arr keeps 255 bytes of a text; a text of that length may have been longer.
 constexpr std::size_t kCutAt = 255;
 
-// Tree_Node::Search makes all paths before it returns the first.  In a tree that is very
-// deep they would take more memory than there is, and the client goes without it.
-constexpr std::size_t kMostPathBytes = std::size_t{64} << 20;
-
 // Follows `path` from every node, as Tree_Node::Search does and in its order, and keeps
 // the nodes: from their paths alone, places below siblings of one name could not be told
 // apart.
 struct Places {
   std::vector<Tree_Node*> nodes;
-  std::size_t path_bytes = 0;   // of the paths of all nodes, about
-  std::size_t shown_bytes = 0;  // of those that are to be shown
+  std::size_t shown_bytes = 0;  // of the paths that are to be shown, about
 };
 
 Places FindPlaces(Tree_NodePtr& top, const RWCString& path, std::size_t limit) {
@@ -42,9 +36,9 @@ Places FindPlaces(Tree_NodePtr& top, const RWCString& path, std::size_t limit) {
     Tree_Path steps(path);
     Tree_Node* const place = start->GetRelativeNodeByRef(steps, start).get();
     if (place == nullptr) return;
-    const std::size_t bytes = lengths.back() - lengths.front() + path.length();
-    places.path_bytes += bytes;
-    if (places.nodes.size() < limit) places.shown_bytes += bytes;
+    if (places.nodes.size() < limit) {
+      places.shown_bytes += lengths.back() - lengths.front() + path.length();
+    }
     places.nodes.push_back(place);
   });
   return places;
@@ -53,21 +47,17 @@ Places FindPlaces(Tree_NodePtr& top, const RWCString& path, std::size_t limit) {
 // What the library's own search tells about the places.
 class LibraryPaths {
  public:
-  LibraryPaths(Tree_NodePtr& top, const RWCString& path, std::size_t path_bytes) {
-    if (path_bytes <= kMostPathBytes) m_array.reset(top->Search(path, top, 1));
-  }
+  LibraryPaths(Tree_NodePtr& top, const RWCString& path) : m_array(top->Search(path, top, 1)) {}
 
-  // How many places it found, if it was asked.
-  std::optional<std::size_t> Count() const {
-    if (m_array == nullptr) return std::nullopt;
-    return static_cast<std::size_t>(m_array->GetArrLen());
+  // How many places it found.
+  std::size_t Count() const {
+    return m_array == nullptr ? 0 : static_cast<std::size_t>(m_array->GetArrLen());
   }
 
   // The path of place `i`, which is `node`, from below the top.
   std::string At(std::size_t i, const Tree_Node& node) const {
-    const std::string_view kept =
-        m_array == nullptr ? std::string_view() : m_array->GetStr(static_cast<int>(i));
-    if (m_array != nullptr && kept.size() < kCutAt) return std::string(kept);
+    const std::string_view kept = m_array->GetStr(static_cast<int>(i));
+    if (kept.size() < kCutAt) return std::string(kept);
     const RWCString path = node.GetPath();
     const std::size_t separator = path.index('\\');
     const std::size_t start = separator == RW_NPOS ? 0 : separator + 1;
@@ -88,8 +78,8 @@ void RunSearch(const Options& options, LoadedFile& file, const Style& style, Out
   const std::vector<Tree_Node*>& places = found.nodes;
   if (places.empty()) throw Error(file.name, "found nowhere: " + options.path);
   out.RequireRoom(found.shown_bytes);
-  const LibraryPaths paths(file.top, path, found.path_bytes);
-  if (paths.Count().value_or(places.size()) != places.size()) {
+  const LibraryPaths paths(file.top, path);
+  if (paths.Count() != places.size()) {
     throw Error(file.name, "the library's search and a walk through the tree disagree");
   }
 
