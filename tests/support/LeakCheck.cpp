@@ -51,10 +51,15 @@ void TakePermission() {
   --t_heap_allowed;
 }
 
-void* Counted(void* block) {
+void* Made(void* block) {
   if (block == nullptr) throw std::bad_alloc();
-  g_live_blocks.fetch_add(1, std::memory_order_relaxed);
   g_blocks_made.fetch_add(1, std::memory_order_relaxed);
+  return block;
+}
+
+void* Counted(void* block) {
+  Made(block);
+  g_live_blocks.fetch_add(1, std::memory_order_relaxed);
   return block;
 }
 
@@ -72,10 +77,12 @@ void* operator new(std::size_t size) {
   return Counted(std::malloc(std::max<std::size_t>(size, 1)));
 }
 
+// Only pools ask for an alignment.  They keep their blocks, and how many they need depends
+// on how threads happen to run; what is taken from them is counted by the pools.
 void* operator new(std::size_t size, std::align_val_t alignment) {
   TakePermission();
   const auto align = static_cast<std::size_t>(alignment);
-  return Counted(
+  return Made(
       std::aligned_alloc(align, (std::max<std::size_t>(size, 1) + align - 1) & ~(align - 1)));
 }
 
@@ -86,10 +93,10 @@ void operator delete(void* block, std::size_t) noexcept {
   FreeCounted(block);
 }
 void operator delete(void* block, std::align_val_t) noexcept {
-  FreeCounted(block);
+  std::free(block);
 }
 void operator delete(void* block, std::size_t, std::align_val_t) noexcept {
-  FreeCounted(block);
+  std::free(block);
 }
 
 #else
