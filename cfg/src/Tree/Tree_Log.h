@@ -13,10 +13,11 @@ namespace tree_log {
 
 constexpr int kCategory = 501;
 
-constexpr int kError = 3;     // a refused operation
-constexpr int kRepaired = 4;  // input that was mended
-constexpr int kNotable = 5;   // harmless, but worth knowing
-constexpr int kTrace = 7;     // start and end of operations
+constexpr int kError = 3;      // a refused operation
+constexpr int kRepaired = 4;   // input that was mended
+constexpr int kNotable = 5;    // harmless, but worth knowing
+constexpr int kLifecycle = 6;  // start and end of a build, what is written where
+constexpr int kTrace = 7;      // start and end of operations
 
 constexpr const char* kNodeSource = "Tree/Tree_Node";
 constexpr const char* kVecSource = "Tree/Tree_NodePtrVec";

@@ -14,16 +14,23 @@
 
 #include <atomic>
 #include <cstddef>
+#include <cstdint>
+#include <vector>
 
 #include "Tree/Tree_Api.h"
+#include "Tree/Tree_IdNodeInfo.h"
+#include "Tree/Tree_NodeInfo.h"
 #include "Tree/Tree_NodePtr.h"
 #include "Tree/Tree_NodePtrVec.h"
 #include "Tree/Tree_Path.h"
 #include "Tree/Tree_PathAndValueArray.h"
 #include "Tree/Tree_Value.h"
 #include "Tree/Tree_ValueAndPath.h"
+#include "Zel/Zel_CRC.h"
 #include "Zel/Zel_PoolAllocator.h"
+#include "Zel/Zel_PtrSortedVector.h"
 #include "rw/RWCString.h"
+#include "rw/RWTPtrOrderedVector.h"
 #include "strarr/String_Arr.h"
 
 // Reserved key name for an empty sub-tree, for clients that have to mark one.
@@ -262,6 +269,101 @@ class TREE_API Tree_Node {
   String_Arr* GetSubTreePaths(const RWCString& path, Tree_NodePtr& this_ptr);
   Tree_PathAndValueArray* GetSubTreeValues(const RWCString& path, Tree_NodePtr& this_ptr);
 
+  // --- Flattening -----------------------------------------------------------
+  // A flattened tree is a list of records in pre-order, numbered from 0, or one buffer
+  // of bytes written from such a list.  docs/formats.md gives the format byte by byte.
+  //
+  // Intended: the top node's record never carries a value.  An inner child of the top
+  // whose name is `skip_name` is left out with everything below it; further down it is
+  // the inner nodes with an empty name that are left out.  Leaves always stay.
+
+  // The records of `tree`, taken from `pool`, or from the heap without one or when it
+  // yields nothing.  The list and the records belong to the caller.  Null when `tree` is.
+  static RWTPtrOrderedVector<Tree_IdNodeInfo>* GetIdNodeVecFromTree(Tree_NodePtr& tree,
+                                                                    Zel_PoolAllocator* pool);
+  static RWTPtrOrderedVector<Tree_IdNodeInfo>* GetIdNodeVecFromTreeSkipPath(Tree_NodePtr& tree,
+                                                                            Zel_PoolAllocator* pool,
+                                                                            RWCString& skip_name);
+
+  // The records of `vec` as one buffer, behind a header with `virtual_parent_path` when
+  // asked for; null, and `size_of_ret` as it was, when `vec` is null.  The caller frees
+  // the buffer with delete[].  `size_of_ret` is the number of bytes written; the buffer is
+  // one byte longer, and that byte is never written.
+  //
+  // Without `keep_vec` the list and its records are deleted, so that records from a pool
+  // need it.  When the buffer does not fit into memory or its size into an int the list
+  // stays the caller's and std::bad_alloc is thrown.  Strings are written up to their
+  // first zero byte; the bytes that this leaves over stand as zeros at the end.
+  static char* GetSerializeIdNodeInfoVec(RWTPtrOrderedVector<Tree_IdNodeInfo>* vec,
+                                         int& size_of_ret, RWCString virtual_parent_path,
+                                         bool with_virtual_parent_path, bool keep_vec);
+
+  // Both steps in one.  The header, when asked for, is that of an empty path: four zero
+  // bytes.
+  static char* GetSerializedTreeNode(Tree_NodePtr& tree, int& size_of_ret,
+                                     bool with_virtual_parent_path);
+  static char* GetSerializedTreeNodeSkipPath(Tree_NodePtr& tree, int& size_of_ret,
+                                             bool with_virtual_parent_path, RWCString& skip_name);
+
+  // --- Path/value records ---------------------------------------------------
+
+  // Adds a record for `node` and for every node below it to `vec`: sorted by path in the
+  // first form, in pre-order in the second.  The paths begin behind `parent_path`, or with
+  // the name of `node` when that is empty.  The records are made with new and belong to
+  // the caller, or to BuildSubTree once it is given them.  When memory runs out the first
+  // form adds none of them.
+  static void ConvertTreeNodeToVec(Tree_NodePtr& node, RWCString& parent_path,
+                                   Zel_PtrSortedVector<Tree_NodeInfo>* vec);
+  static void ConvertTreeToSimpleVec(Tree_NodePtr& node, RWCString& parent_path,
+                                     std::vector<Tree_NodeInfo*>* vec);
+
+  // A new tree with the nodes that the records name; parents without a record of their own
+  // are made.  Its top node is named by the last part of `root_path` and bears all of
+  // `root_path` as its virtual parent path.  Neither this node nor its tree is read or
+  // changed.
+  //
+  // Takes over `vec`, which may be null for no records, and deletes it with all records,
+  // whatever happens later; only when `root_path` is empty or ends in a backslash the
+  // result is NULL_TREE_NODE_PTR and everything stays the caller's.  A record whose parent
+  // cannot be found ends the building with NULL_TREE_NODE_PTR.  Of several records for one
+  // node the first counts.
+  //
+  // Intended: a record without a value or with an empty one makes an inner node.
+  Tree_NodePtr BuildSubTree(Zel_PtrSortedVector<Tree_NodeInfo>* vec, RWCString& root_path);
+
+  // --- Merge ----------------------------------------------------------------
+  // Both lay `override` over `base` and return a new tree that bears the top name of
+  // `override`; neither of the two is changed.  Where one holds no node the result is a
+  // handle to the other one itself.  docs/merge.md shows the order of children.
+
+  // Nodes of the same name are merged at every depth, and of two leaves that of `override`
+  // wins; so does a leaf or a sub-tree of `override` over a node of the other kind.
+  //
+  // A chunk area, which is a node with values under "blobencoding" and "chunk0000", is
+  // never mixed: that of `override` stands as it is, and when `override` is one itself the
+  // result is a handle to it.
+  //
+  // Intended: an inner node that both trees have moves behind its siblings, in the order
+  // in which `base` lists them.
+  static Tree_NodePtr Merge(Tree_NodePtr& base, Tree_NodePtr& override);
+
+  // Only the children of the two top nodes: what `override` has stays whole, the rest is
+  // copied from `base` behind it.
+  static Tree_NodePtr MergeOneLevel(Tree_NodePtr& base, Tree_NodePtr& override);
+
+  // --- Changes and checksum -------------------------------------------------
+
+  // A new tree with the leaves below `node` whose change flag is set, below copies of the
+  // nodes above them; NULL_TREE_NODE_PTR when there are none.  The flags in the result are
+  // 1.  The node's own value is not looked at.
+  static Tree_NodePtr GetChangesTreeNode(Tree_NodePtr& node);
+
+  // CRC-32 over the names and values from here down that does not depend on the order of
+  // children of different names: each child's checksum, in the order of their paths, as
+  // letters from 'A' for 0 to 'P' for 15, lowest nibble first and without leading zeros;
+  // then the name between two blanks, and the value.  32 bits, whatever `unsigned long` is.
+  unsigned long GetChecksumIgnoreOrder();
+
   // --- Process-wide data ----------------------------------------------------
 
   // Makes the pools' later blocks hold enough for a tree of `n` nodes each.  Worth
@@ -285,6 +387,8 @@ class TREE_API Tree_Node {
   friend class Tree_NodePtrVec;
   friend class Tree_NameIndex;
 
+  class Builder;
+  class MergedChildren;
   class PlaceSearch;
 
   // These take the interned name as it is.
@@ -308,17 +412,46 @@ class TREE_API Tree_Node {
   static void VisitAll(Tree_Node* top, Visit visit);
 
   Tree_NodePtr DuplicateAlone() const;
-  void AdoptDuplicate(Tree_NodePtr&& child, int child_index, int child_count);
 
-  static Tree_Node* NewInnerNode(const char* name, std::size_t length);
+  // Insert() and Add() of a node that stands in no tree yet.  They spare it the counting of
+  // another handle; a refused node stays in the caller's.
+  void InsertNew(Tree_NodePtr&& child, int child_index, int capacity_hint);
+  bool AddNew(Tree_NodePtr&& child);
+
+  // What the public constructors make of a name that is not empty.
+  static Tree_Node* NewNode(const char* name, std::size_t length, Tree_Value* value);
+
+  static void FillIdNode(Tree_IdNodeInfo& record, Tree_NodePtr& node, bool with_value,
+                         int parent_id, int id);
+  static void FillIdVecFromTree(Tree_NodePtr& node, RWTPtrOrderedVector<Tree_IdNodeInfo>* vec,
+                                int& last_id, int parent_id, Zel_PoolAllocator* pool,
+                                RWCString& skip_name);
+  static Tree_IdNodeInfo* get_allocated_tree_node_info(Zel_PoolAllocator* pool);
+  static int GetInfoVecLen(RWTPtrOrderedVector<Tree_IdNodeInfo>* vec, RWCString virtual_parent_path,
+                           bool with_virtual_parent_path);
+  static void WriteIntToChar(int* value, char* buffer, int offset);
+  template <class Emit>
+  static void VisitFlattened(Tree_NodePtr& top, int& last_id, int parent_id,
+                             const RWCString& skip_name, Emit emit);
+  static char* SerializeDirectly(Tree_NodePtr& tree, int& size_of_ret,
+                                 bool with_virtual_parent_path, const RWCString& skip_name);
+
+  template <class Take>
+  static void VisitRecords(Tree_Node* top, const RWCString& parent_path, Take take);
+
+  static bool IsChunkArea(Tree_NodePtr& node);
+
+  void AppendInPathOrder(std::vector<Tree_Node*>& all) const;
+  std::uint32_t FinishChecksum(Zel_CRC crc) const;
 
   Tree_NodePtr* FindChild(const char* name, std::size_t length) const;
   Tree_NodePtr* FindChild(const RWCString& name) const;
   // The handle of the node at a path, null when there is none; `this_ptr` for an empty
-  // path.  The second form reads the path where it stands instead of copying it.
+  // path.  The other forms read the path where it stands instead of copying it.
   template <class Segments>
   Tree_NodePtr* Walk(Segments& segments, Tree_NodePtr& this_ptr);
   Tree_NodePtr* NodeAt(const RWCString& path, Tree_NodePtr& this_ptr);
+  Tree_NodePtr* NodeAt(const char* path, std::size_t length, Tree_NodePtr& this_ptr);
 
   // The child number `index` of those that are leaves, or of those that are not; null
   // when there are fewer.

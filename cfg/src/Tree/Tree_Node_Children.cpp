@@ -1,6 +1,7 @@
 // Tree_Node: attaching, detaching and finding children by position.
 
 #include <new>
+#include <utility>
 
 #include "Tree/Tree_Log.h"
 #include "Tree/Tree_Node.h"
@@ -50,6 +51,28 @@ int Tree_Node::Insert(Tree_NodePtr& new_child, int child_index, int capacity_hin
   child->m_is_listed = true;
   TREE_LOG("Insert", tree_log::kTrace, "End Insert(Tree_NodePtr& new_child, int child_index)\n");
   return 1;
+}
+
+void Tree_Node::InsertNew(Tree_NodePtr&& child, int child_index, int capacity_hint) {
+  const bool at_the_end = m_allows_children && child_index == GetChildCount();
+  if (!at_the_end) {
+    Insert(child, child_index, capacity_hint);
+    return;
+  }
+  TREE_LOG("Insert", tree_log::kTrace,
+           "Start Insert(Tree_NodePtr& new_child = %d, int child_index = %d)\n", child_index,
+           capacity_hint);
+  child->m_parent = this;
+  child->m_is_listed = true;
+  MakeChildren(capacity_hint);
+  m_children->Append(std::move(child));
+  TREE_LOG("Insert", tree_log::kTrace, "End Insert(Tree_NodePtr& new_child, int child_index)\n");
+}
+
+bool Tree_Node::AddNew(Tree_NodePtr&& child) {
+  TREE_LOG("Add", tree_log::kTrace, "Start Add(Tree_NodePtr & new_child)\n");
+  InsertNew(std::move(child), GetChildCount(), -1);
+  return m_allows_children;
 }
 
 void Tree_Node::MakeChildren(int capacity) {

@@ -61,7 +61,11 @@ Tree_NodePtr* Tree_Node::Walk(Segments& segments, Tree_NodePtr& this_ptr) {
 }
 
 Tree_NodePtr* Tree_Node::NodeAt(const RWCString& path, Tree_NodePtr& this_ptr) {
-  Tree_PathSegments segments(path);
+  return NodeAt(path.data(), path.length(), this_ptr);
+}
+
+Tree_NodePtr* Tree_Node::NodeAt(const char* path, std::size_t length, Tree_NodePtr& this_ptr) {
+  Tree_PathSegments segments(path, length);
   return Walk(segments, this_ptr);
 }
 
@@ -92,7 +96,7 @@ Tree_NodePtr Tree_Node::GetOrCreateRelativeNode(Tree_Path& path, Tree_NodePtr& t
     if (Tree_NodePtr* const child = node->FindChild(segment.text, segment.length)) {
       handle = child;
     } else {
-      made = Tree_NodePtr(NewInnerNode(segment.text, segment.length));
+      made = Tree_NodePtr(NewNode(segment.text, segment.length, nullptr));
       if (node->Insert(made, node->GetChildCount(), -1) == 0) refused = made;
       handle = &made;
     }
@@ -106,16 +110,17 @@ Tree_NodePtr Tree_Node::GetOrCreateUnProtectedRelativeNode(Tree_Path& path,
   return GetOrCreateRelativeNode(path, this_ptr);
 }
 
-// What Tree_Node(RWCString) makes of a name.  A name that is stored already and needs no
-// mending, which is the usual case, needs no string either.  Only the lines that interning
-// may trace would be missed.
-Tree_Node* Tree_Node::NewInnerNode(const char* name, std::size_t length) {
-  if (name[0] != ' ' && name[length - 1] != ' ' && ZelGLog.GetLevel() < tree_log::kTrace) {
+// A name that is stored already and needs no mending, which is the usual case, needs no
+// string.  Only the lines that interning may trace would be missed.
+Tree_Node* Tree_Node::NewNode(const char* name, std::size_t length, Tree_Value* value) {
+  const bool plain =
+      name[0] != ' ' && name[length - 1] != ' ' && std::memchr(name, '\0', length) == nullptr;
+  if (plain && ZelGLog.GetLevel() < tree_log::kTrace) {
     if (const RWCString* const interned = tree_interning::Find(name, length)) {
-      return new Tree_Node(interned);
+      return new Tree_Node(interned, value);
     }
   }
-  return new Tree_Node(RWCString(name, length));
+  return new Tree_Node(RWCString(name, length), value);
 }
 
 // --- Sub-trees ---------------------------------------------------------------

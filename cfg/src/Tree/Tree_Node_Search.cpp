@@ -74,7 +74,7 @@ class Tree_Node::PlaceSearch {
   // Whether the path exists below `node`; m_steps is then what it passes.
   bool Follow(const Tree_Node* node) {
     m_steps.clear();
-    Tree_PathSegments segments(m_path);
+    Tree_PathSegments segments(m_path.data(), m_path.length());
     for (;;) {
       const Tree_PathSegment segment = segments.Next();
       if (segment.length == 0) return true;

@@ -75,7 +75,7 @@ Tree_NodePtr Tree_Node::DuplicateFromHereDown(bool /*unused*/) {
       Tree_Node* const child = level.source->m_children->at(level.next++).get();
       if (child == nullptr) continue;
       if (child->m_children == nullptr) {
-        level.copy->AdoptDuplicate(child->DuplicateAlone(), level.copied++, count);
+        level.copy->InsertNew(child->DuplicateAlone(), level.copied++, count);
       } else {
         way.push_back({child, child->DuplicateAlone()});
       }
@@ -86,7 +86,7 @@ Tree_NodePtr Tree_Node::DuplicateFromHereDown(bool /*unused*/) {
     way.pop_back();
     if (way.empty()) return copy;
     Level& parent = way.back();
-    parent.copy->AdoptDuplicate(std::move(copy), parent.copied++, parent.source->GetChildCount());
+    parent.copy->InsertNew(std::move(copy), parent.copied++, parent.source->GetChildCount());
   }
 }
 
@@ -99,24 +99,6 @@ Tree_NodePtr Tree_Node::DuplicateAlone() const {
   // The node owns the value from here on, and the handle the node.
   static_cast<void>(value.release());
   return Tree_NodePtr(copy);
-}
-
-// Insert(child, child_index, child_count) of a copy that belongs to nobody yet.
-void Tree_Node::AdoptDuplicate(Tree_NodePtr&& child, int child_index, int child_count) {
-  const bool next_in_order = m_allows_children && child_index == GetChildCount();
-  if (!next_in_order) {
-    // A leaf that was given children by hand: its copy refuses them.
-    Insert(child, child_index, child_count);
-    return;
-  }
-  TREE_LOG("Insert", tree_log::kTrace,
-           "Start Insert(Tree_NodePtr& new_child = %d, int child_index = %d)\n", child_index,
-           child_count);
-  child->m_parent = this;
-  child->m_is_listed = true;
-  MakeChildren(child_count);
-  m_children->Append(std::move(child));
-  TREE_LOG("Insert", tree_log::kTrace, "End Insert(Tree_NodePtr& new_child, int child_index)\n");
 }
 
 void Tree_Node::ExecuteOnEntireSubtree(void (*fn)(Tree_Node*)) {

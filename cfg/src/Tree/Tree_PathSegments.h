@@ -32,14 +32,12 @@ class Tree_PathReader {
   Tree_Path& m_path;
 };
 
-// Reads the segments that a fresh Tree_Path of `path` would hand out, without a copy.
-// The string must outlive it.
+// Reads the segments that a fresh Tree_Path of that path would hand out, without a copy.
+// The text must outlive it.
 class Tree_PathSegments {
  public:
-  explicit Tree_PathSegments(const RWCString& path)
-      : m_at(path.data()),
-        m_end(path.data() + path.length()),
-        m_left(1 + std::count(m_at, m_end, '\\')) {}
+  Tree_PathSegments(const char* path, std::size_t length)
+      : m_at(path), m_end(path + length), m_left(1 + std::count(m_at, m_end, '\\')) {}
 
   // There are as many segments as backslashes and one, but a zero byte ends a segment
   // just as a backslash does.

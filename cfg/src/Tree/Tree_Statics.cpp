@@ -50,3 +50,5 @@ Zel_PoolAllocator& Tree_NodePtrVec::m_pPrivatePool =
 Zel_PoolAllocator& Tree_Value::m_sValuesPool = MakePool<Tree_Value>("Tree_Value", kValuesPerBlock);
 
 const int Tree_Node::TRUE_BOOL = 1;
+
+const char* const Tree_IdNodeInfo::empty_string = "";

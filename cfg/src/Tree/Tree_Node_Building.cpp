@@ -1,0 +1,264 @@
+// Tree_Node: from a tree to path/value records, and from records to a tree.
+
+#include <algorithm>
+#include <cstddef>
+#include <memory>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "Tree/Tree_Interning.h"
+#include "Tree/Tree_Log.h"
+#include "Tree/Tree_Node.h"
+#include "Tree/Tree_Statics.h"
+
+namespace {
+
+constexpr char kBackslash = '\\';
+
+std::string_view View(const RWCString& text) {
+  return {text.data(), text.length()};
+}
+
+RWCString ToRWCString(std::string_view text) {
+  return RWCString(text.data(), text.size());
+}
+
+}  // namespace
+
+// --- From a tree to records --------------------------------------------------
+
+// Calls `take` with a new record for a node and for everything below it, in pre-order.
+template <class Take>
+void Tree_Node::VisitRecords(Tree_Node* top, const RWCString& parent_path, Take take) {
+  struct Level {
+    Tree_Node* node;
+    int next;  // position of the next child
+    RWCString path;
+  };
+  const auto record_of = [](const Tree_Node* node, const RWCString& parent) {
+    auto record = std::make_unique<Tree_NodeInfo>();
+    record->m_path = parent;
+    if (!parent.isNull()) record->m_path.append(separator);
+    record->m_path.append(*node->m_key_name);
+    record->m_parent_path_index = static_cast<int>(parent.length());
+    if (!node->m_allows_children) {
+      record->m_value = node->m_value == nullptr
+                            ? tree_interning::Intern(tree_statics::empty_string)
+                            : node->m_value->m_value;
+      record->m_is_change = node->m_value == nullptr ? 0 : node->m_value->m_is_change;
+    }
+    return record;
+  };
+  std::vector<Level> way;
+  const auto enter = [&](Tree_Node* node, const RWCString& parent) {
+    std::unique_ptr<Tree_NodeInfo> record = record_of(node, parent);
+    if (node->m_children != nullptr) way.push_back({node, 0, record->m_path});
+    take(std::move(record));
+  };
+  enter(top, parent_path);
+  while (!way.empty()) {
+    Level& level = way.back();
+    if (level.next >= level.node->GetChildCount()) {
+      way.pop_back();
+      continue;
+    }
+    Tree_Node* const child = level.node->m_children->at(level.next++).get();
+    // Entering may move the level; its path is shared, not copied.
+    if (child != nullptr) enter(child, RWCString(level.path));
+  }
+}
+
+void Tree_Node::ConvertTreeNodeToVec(Tree_NodePtr& node, RWCString& parent_path,
+                                     Zel_PtrSortedVector<Tree_NodeInfo>* vec) {
+  if (node.isNull() || vec == nullptr) return;
+  std::vector<std::unique_ptr<Tree_NodeInfo>> records;
+  VisitRecords(node.get(), parent_path, [&records](std::unique_ptr<Tree_NodeInfo> record) {
+    records.push_back(std::move(record));
+  });
+  // Inserting them one by one would move the rest of the list each time.  A stable sort
+  // and a merge behind equal paths give the same order.
+  std::stable_sort(records.begin(), records.end(),
+                   [](const auto& a, const auto& b) { return *a < *b; });
+  std::vector<Tree_NodeInfo*> all;
+  all.reserve(vec->entries() + records.size());
+  vec->resize(vec->entries() + records.size());
+  std::size_t present = 0;
+  for (const std::unique_ptr<Tree_NodeInfo>& record : records) {
+    while (present < vec->entries() && !(*record < *vec->at(present))) {
+      all.push_back(vec->at(present++));
+    }
+    all.push_back(record.get());
+  }
+  while (present < vec->entries()) all.push_back(vec->at(present++));
+
+  // From here on nothing fails: there is room, and every record belongs at the end.
+  vec->clear();
+  for (Tree_NodeInfo* record : all) vec->insert(record);
+  for (std::unique_ptr<Tree_NodeInfo>& record : records) static_cast<void>(record.release());
+}
+
+void Tree_Node::ConvertTreeToSimpleVec(Tree_NodePtr& node, RWCString& parent_path,
+                                       std::vector<Tree_NodeInfo*>* vec) {
+  if (node.isNull() || vec == nullptr) return;
+  VisitRecords(node.get(), parent_path, [vec](std::unique_ptr<Tree_NodeInfo> record) {
+    vec->push_back(record.get());
+    static_cast<void>(record.release());
+  });
+}
+
+// --- From records to a tree --------------------------------------------------
+
+// A Builder is one BuildSubTree() at work.  It stands on the parent of the record that it
+// has dealt with last; records are sorted, so that the next one is usually at home there or
+// nearby.
+class Tree_Node::Builder {
+ public:
+  explicit Builder(Tree_Node* root) : m_root(root) {}
+
+  // False when the record's parent cannot be found.
+  bool Take(Tree_NodeInfo& record) {
+    const std::string_view path = View(record.m_path);
+    const std::string_view parent_path = path.substr(0, record.ParentLength());
+    GoToParent(parent_path);
+    if (m_parent == nullptr) {
+      TREE_LOG("BuildSubTree", tree_log::kError, "there is an element without a root in the vec:");
+      return false;
+    }
+    std::string_view name = path;
+    if (!parent_path.empty()) {
+      name.remove_prefix(std::min(parent_path.size() + 1, path.size()));
+    }
+    if (Exists(name)) {
+      TREE_LOG("BuildSubTree", tree_log::kNotable, "entry exists for path %s skip it\n",
+               record.m_path.data());
+    } else {
+      AddNode(name, record);
+    }
+    m_previous_parent_length = parent_path.size();
+    m_previous_path = std::move(record.m_path);
+    return true;
+  }
+
+ private:
+  void GoToParent(std::string_view path) {
+    if (path.empty()) {
+      m_parent = m_root;
+      return;
+    }
+    const std::string_view previous_path = View(m_previous_path);
+    const std::string_view previous = previous_path.substr(0, m_previous_parent_length);
+    if (path == previous) return;
+    if (path == previous_path) {
+      // Intended: what counts is the last inner node made, whether or not the record
+      // before made it.
+      m_parent = m_last_inner;
+      return;
+    }
+    const std::size_t cut = CommonAncestor(previous, path);
+    if (cut == std::string_view::npos) {
+      m_parent = GetOrCreate(m_root, path);
+      return;
+    }
+    if (previous.size() > cut) {
+      const std::string_view below = previous.substr(cut + 1);
+      Climb(1 + std::count(below.begin(), below.end(), kBackslash));
+    }
+    if (path.size() > cut) m_parent = GetOrCreate(m_parent, path.substr(cut + 1));
+  }
+
+  // Where the path of the closest node that two different paths have in common ends; npos
+  // when there is none.  Both paths go on with a backslash there, or end.
+  static std::size_t CommonAncestor(std::string_view a, std::string_view b) {
+    if (a.size() > b.size()) std::swap(a, b);
+    const auto equal =
+        static_cast<std::size_t>(std::mismatch(a.begin(), a.end(), b.begin()).first - a.begin());
+    if (equal == a.size() && (b.size() == equal || b[equal] == kBackslash)) return equal;
+    return a.substr(0, equal).rfind(kBackslash);
+  }
+
+  // Goes up, unless the way ends before or at a top node.
+  void Climb(std::ptrdiff_t levels) {
+    Tree_Node* node = m_parent;
+    for (; node != nullptr && levels > 0; --levels) node = node->m_parent;
+    if (node != nullptr && node->m_parent != nullptr) m_parent = node;
+  }
+
+  // The node at `path` below `from`, made where it is missing; null from null.
+  Tree_Node* GetOrCreate(Tree_Node* from, std::string_view path) {
+    if (from == nullptr) return nullptr;
+    Tree_Path segments(ToRWCString(path));
+    Tree_NodePtr from_itself;
+    Tree_NodePtr node = from->GetOrCreateRelativeNode(segments, from_itself);
+    if (node.isNull()) return from;
+    Tree_Node* const found = node.get();
+    if (found->m_parent == nullptr && found != m_root) m_detached.push_back(std::move(node));
+    return found;
+  }
+
+  bool Exists(std::string_view name) {
+    Tree_NodePtr parent_itself;
+    return m_parent->NodeAt(name.data(), name.size(), parent_itself) != nullptr;
+  }
+
+  void AddNode(std::string_view name, const Tree_NodeInfo& record) {
+    // Intended: an empty value makes an inner node, just as none does.
+    const bool is_leaf = record.m_value != nullptr && !record.m_value->isNull();
+    std::unique_ptr<Tree_Value> value;
+    if (is_leaf) value.reset(new Tree_Value(record.m_value, record.m_is_change));
+    Tree_NodePtr node(NewNode(name.data(), name.size(), value.get()));
+    static_cast<void>(value.release());
+    if (!is_leaf) m_last_inner = node.get();
+    // What a leaf has refused may still be the parent of records to come.
+    if (!m_parent->AddNew(std::move(node)) && !is_leaf) m_detached.push_back(std::move(node));
+  }
+
+  Tree_Node* const m_root;
+  Tree_Node* m_parent = nullptr;
+  Tree_Node* m_last_inner = nullptr;
+  // The path of the record before; the beginning of it is the previous parent's path.
+  RWCString m_previous_path;
+  std::size_t m_previous_parent_length = 0;
+  std::vector<Tree_NodePtr> m_detached;  // nodes that stand in no tree
+};
+
+Tree_NodePtr Tree_Node::BuildSubTree(Zel_PtrSortedVector<Tree_NodeInfo>* vec,
+                                     RWCString& root_path) {
+  if (root_path.isNull()) return Tree_NodePtr();
+  const std::string_view path = View(root_path);
+  const std::string_view root_name = path.substr(path.rfind(kBackslash) + 1);
+  if (root_name.empty()) return Tree_NodePtr();
+
+  // From here on the records are ours, and are deleted once whatever happens.
+  struct Records {
+    std::unique_ptr<Zel_PtrSortedVector<Tree_NodeInfo>> list;
+    std::size_t count;
+    std::size_t next = 0;
+    std::unique_ptr<Tree_NodeInfo> Next() {
+      return std::unique_ptr<Tree_NodeInfo>(list->at(next++));
+    }
+    ~Records() {
+      while (next < count) Next();
+    }
+  };
+  Records records{std::unique_ptr<Zel_PtrSortedVector<Tree_NodeInfo>>(vec),
+                  vec == nullptr ? 0 : vec->entries()};
+
+  Tree_NodePtr root(new Tree_Node(ToRWCString(root_name)));
+  TREE_LOG("BuildSubTree", tree_log::kLifecycle, "BuildSubTree :: Start build <%s>\n",
+           root_path.data());
+  Builder builder(root.get());
+  while (records.next < records.count) {
+    const std::unique_ptr<Tree_NodeInfo> record = records.Next();
+    if (!builder.Take(*record)) {
+      TREE_LOG("BuildSubTree", tree_log::kError, "path_elem_parent_path\n");
+      return Tree_NodePtr();
+    }
+  }
+  // Intended: all of the root path, its last part included, so that GetPath() of the root
+  // names that part twice.
+  root->SetVirtualParentPath(root_path);
+  TREE_LOG("BuildSubTree", tree_log::kLifecycle, "BuildSubTree :: End build <%s>\n",
+           root_path.data());
+  return root;
+}

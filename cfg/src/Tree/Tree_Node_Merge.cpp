@@ -1,0 +1,219 @@
+// Tree_Node: one tree laid over another.
+//
+// By its rules a merge of two inner nodes makes a copy of the overriding one, and the merge
+// of two of their children makes a copy of the copy's child, and so on down.  Here the
+// overriding tree is copied once and the rest is done in place.  The result is the same,
+// for a copy of a copy is no different.
+
+#include <cstddef>
+#include <limits>
+#include <unordered_map>
+#include <utility>
+#include <vector>
+
+#include "Tree/Tree_Log.h"
+#include "Tree/Tree_NameIndex.h"
+#include "Tree/Tree_Node.h"
+#include "Tree/Tree_Statics.h"
+
+namespace {
+
+// What Add and Insert write about a child that goes to the end without their help.
+void LogAddStart() {
+  TREE_LOG("Add", tree_log::kTrace, "Start Add(Tree_NodePtr & new_child)\n");
+}
+
+void LogInsert(int index) {
+  TREE_LOG("Insert", tree_log::kTrace,
+           "Start Insert(Tree_NodePtr& new_child = %d, int child_index = %d)\n", index, -1);
+  TREE_LOG("Insert", tree_log::kTrace, "End Insert(Tree_NodePtr& new_child, int child_index)\n");
+}
+
+}  // namespace
+
+// The children of a node of the result, while another node's children are merged in.
+//
+// Few children are scanned for a name and moved one by one.  Of many, a child that is to go
+// to the end only gets a new rank, and all are put in order when the node is done; a table
+// has the children of each name in the order of their ranks.
+class Tree_Node::MergedChildren {
+ public:
+  // `expected`: children that may be added.
+  MergedChildren(Tree_Node* node, int expected)
+      : m_node(node),
+        m_is_wide(static_cast<std::size_t>(node->GetChildCount()) +
+                      static_cast<std::size_t>(expected) >=
+                  Tree_NodePtrVec::kIndexedFrom) {
+    if (!m_is_wide) return;
+    m_first_new_rank = static_cast<std::size_t>(node->GetChildCount());
+    for (std::size_t place = 0; place < m_first_new_rank; ++place) {
+      List(place, (*Elements()[place])->m_key_name);
+    }
+  }
+
+  // The first child of that name, null when there is none.
+  Tree_NodePtr* Find(const RWCString* name) const {
+    if (m_node->m_children == nullptr) return nullptr;
+    if (!m_is_wide) return m_node->m_children->Scan(name);
+    const auto found = m_of_name.find(name);
+    return found == m_of_name.end() ? nullptr : Elements()[found->second.first];
+  }
+
+  // Adds a node that stands in no tree; a leaf refuses it.
+  void Add(Tree_NodePtr&& child) {
+    const RWCString* const name = child->m_key_name;
+    if (m_node->AddNew(std::move(child)) && m_is_wide) List(m_ranks.size(), name);
+  }
+
+  // Removes the first child of that name and adds it again.
+  void MoveToEnd(const RWCString* name) {
+    LogAddStart();
+    if (m_is_wide) {
+      Rerank(name);
+    } else {
+      Tree_NodePtr* const child = m_node->m_children->Scan(name);
+      Elements().erase(Elements().begin() + m_node->m_children->PositionOf(child));
+      Elements().push_back(child);
+    }
+    LogInsert(m_node->GetChildCount() - 1);
+  }
+
+  // Puts the children in order.
+  void Finish() {
+    if (!m_moved) return;
+    std::vector<Tree_NodePtr*> in_order;
+    in_order.reserve(m_ranks.size());
+    std::vector<Tree_NodePtr*> behind(m_next_rank - m_first_new_rank);
+    for (std::size_t place = 0; place < m_ranks.size(); ++place) {
+      if (m_ranks[place] < m_first_new_rank) {
+        in_order.push_back(Elements()[place]);
+      } else {
+        behind[m_ranks[place] - m_first_new_rank] = Elements()[place];
+      }
+    }
+    for (Tree_NodePtr* child : behind) {
+      if (child != nullptr) in_order.push_back(child);
+    }
+    Elements().swap(in_order);
+    // An index knows the first child of a name, which is another one now.
+    Tree_NameIndex* const index = m_node->m_children->Index();
+    if (m_repeated_name_moved && index != nullptr) index->Break();
+  }
+
+ private:
+  static constexpr std::size_t kNone = std::numeric_limits<std::size_t>::max();
+
+  struct Places {
+    std::size_t first;
+    std::size_t last;
+  };
+
+  std::vector<Tree_NodePtr*>& Elements() const { return m_node->m_children->m_elements; }
+
+  // Lists the child at the next place behind all others.
+  void List(std::size_t place, const RWCString* name) {
+    m_ranks.push_back(m_next_rank++);
+    m_next_of_name.push_back(kNone);
+    const auto [of_name, is_new] = m_of_name.try_emplace(name, Places{place, place});
+    if (is_new) return;
+    m_next_of_name[of_name->second.last] = place;
+    of_name->second.last = place;
+  }
+
+  void Rerank(const RWCString* name) {
+    Places& of_name = m_of_name.find(name)->second;
+    const std::size_t place = of_name.first;
+    m_ranks[place] = m_next_rank++;
+    m_moved = true;
+    if (of_name.last == place) return;
+    of_name.first = std::exchange(m_next_of_name[place], kNone);
+    m_next_of_name[of_name.last] = place;
+    of_name.last = place;
+    m_repeated_name_moved = true;
+  }
+
+  Tree_Node* m_node;
+  bool m_is_wide;
+
+  // For wide nodes.  A place is a position among the children, which does not change
+  // before they are put in order.
+  std::unordered_map<const RWCString*, Places> m_of_name;
+  std::vector<std::size_t> m_next_of_name;  // for each place, the next one of its name
+  std::vector<std::size_t> m_ranks;         // for each place
+  std::size_t m_next_rank = 0;
+  std::size_t m_first_new_rank = 0;  // smaller ones are those of children never moved
+  bool m_moved = false;
+  bool m_repeated_name_moved = false;
+};
+
+// Whether a node holds a long value in chunks, which must not be mixed with others.
+bool Tree_Node::IsChunkArea(Tree_NodePtr& node) {
+  RWCString encoding(tree_statics::blob_encoding_name);
+  if (node->GetValue(encoding, node).isNull()) return false;
+  RWCString first_chunk(tree_statics::first_chunk_name);
+  if (node->GetValue(first_chunk, node).isNull()) return false;
+  TREE_LOG("Merge", tree_log::kLifecycle,
+           "Found chunk area that should be kept united Modifying it accordingly");
+  TREE_LOG("Merge", tree_log::kTrace,
+           "Override = replace all the chunks ---- No-Override dont replace the chunks");
+  return true;
+}
+
+Tree_NodePtr Tree_Node::Merge(Tree_NodePtr& base, Tree_NodePtr& override) {
+  if (override.isNull()) return base;
+  if (base.isNull()) return override;
+  if (IsChunkArea(override)) return override;
+
+  Tree_NodePtr result = override->DuplicateFromHereDown(true);
+  struct Level {
+    Tree_Node* base;
+    int next;   // position of the next child of `base`
+    int count;  // of its children
+    MergedChildren merged;
+  };
+  std::vector<Level> way;
+  const auto enter = [&way](Tree_Node* from, Tree_Node* into) {
+    const int count = from->GetChildCount();
+    way.push_back({from, 0, count, MergedChildren(into, count)});
+  };
+  enter(base.get(), result.get());
+  for (;;) {
+    Level& level = way.back();
+    if (level.next < level.count) {
+      Tree_Node* const child = level.base->m_children->at(level.next++).get();
+      if (child == nullptr) continue;
+      Tree_NodePtr* const match = level.merged.Find(child->m_key_name);
+      if (match == nullptr) {
+        level.merged.Add(child->DuplicateFromHereDown(true));
+      } else if (!child->IsLeaf()) {
+        if (IsChunkArea(*match)) {
+          level.merged.MoveToEnd(child->m_key_name);
+        } else {
+          enter(child, match->get());
+        }
+      }
+      continue;
+    }
+    level.merged.Finish();
+    const RWCString* const name = level.base->m_key_name;
+    way.pop_back();
+    if (way.empty()) return result;
+    // Intended: the merged child goes behind its siblings.
+    way.back().merged.MoveToEnd(name);
+  }
+}
+
+Tree_NodePtr Tree_Node::MergeOneLevel(Tree_NodePtr& base, Tree_NodePtr& override) {
+  if (override.isNull()) return base;
+  if (base.isNull()) return override;
+  Tree_NodePtr result = override->DuplicateFromHereDown(true);
+  const int count = base->GetChildCount();
+  MergedChildren merged(result.get(), count);
+  for (int i = 0; i < count; ++i) {
+    Tree_Node* const child = base->m_children->at(i).get();
+    if (child != nullptr && merged.Find(child->m_key_name) == nullptr) {
+      merged.Add(child->DuplicateFromHereDown(true));
+    }
+  }
+  return result;
+}

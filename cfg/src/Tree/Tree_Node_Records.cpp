@@ -1,0 +1,327 @@
+// Tree_Node: a tree as a list of numbered records, and as one buffer of bytes.
+//
+// The buffer is, for each record in the list's order and with every number as a signed
+// 32-bit integer, most significant byte first:
+//
+//   id | parent id | P | P bytes of key name | V | V bytes of value, is change
+//
+// where the last two are there only when V is not 0.  A header of the virtual parent
+// path's length and bytes may stand in front; nothing in the buffer says so.
+
+#include <climits>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <new>
+#include <vector>
+
+#include "Tree/Tree_Interning.h"
+#include "Tree/Tree_Log.h"
+#include "Tree/Tree_Node.h"
+#include "Tree/Tree_Statics.h"
+
+namespace {
+
+using RecordList = RWTPtrOrderedVector<Tree_IdNodeInfo>;
+
+constexpr int kIntSize = 4;
+constexpr int kFixedSize = 4 * kIntSize;  // id, parent id, both lengths
+
+long long LengthOf(const RWCString* text) {
+  return text == nullptr ? 0 : static_cast<long long>(text->length());
+}
+
+// Bytes of a record in the buffer.
+long long RecordSize(const RWCString* path, const RWCString* value) {
+  const long long value_length = LengthOf(value);
+  return kFixedSize + LengthOf(path) + (value_length > 0 ? value_length + kIntSize : 0);
+}
+
+// GetInfoVecLen() before it is cut to an int.
+long long ListSize(const RecordList* vec, const RWCString& virtual_parent_path,
+                   bool with_virtual_parent_path) {
+  if (vec == nullptr) return 0;
+  long long size = with_virtual_parent_path ? LengthOf(&virtual_parent_path) + kIntSize : 0;
+  for (std::size_t i = 0; i < vec->entries(); ++i) {
+    size += RecordSize(vec->at(i)->GetRWPath(), vec->at(i)->GetRWValue());
+  }
+  return size;
+}
+
+// A buffer for `size` bytes and the one behind them that nobody writes.
+char* NewBuffer(long long size) {
+  if (size > INT_MAX) throw std::bad_alloc();
+  return new char[static_cast<std::size_t>(size) + 1];
+}
+
+// Frees a record the way it was made.
+void FreeRecord(Tree_IdNodeInfo* record, Zel_PoolAllocator* pool) {
+  if (pool != nullptr && pool->Exist(record)) {
+    record->~Tree_IdNodeInfo();
+    pool->AddToFreeList(record);
+  } else {
+    delete record;
+  }
+}
+
+// A list together with its records, for as long as they may have to be freed.
+class OwnedList {
+ public:
+  OwnedList(RecordList* list, Zel_PoolAllocator* pool) : m_list(list), m_pool(pool) {}
+  OwnedList(const OwnedList&) = delete;
+  OwnedList& operator=(const OwnedList&) = delete;
+  ~OwnedList() {
+    if (m_list == nullptr) return;
+    for (std::size_t i = 0; i < m_list->entries(); ++i) FreeRecord(m_list->at(i), m_pool);
+    delete m_list;
+  }
+
+  RecordList* Get() const { return m_list; }
+  RecordList* Release() {
+    RecordList* const list = m_list;
+    m_list = nullptr;
+    return list;
+  }
+
+ private:
+  RecordList* m_list;
+  Zel_PoolAllocator* m_pool;
+};
+
+}  // namespace
+
+// --- Records -----------------------------------------------------------------
+
+Tree_IdNodeInfo* Tree_Node::get_allocated_tree_node_info(Zel_PoolAllocator* pool) {
+  void* const block = pool == nullptr ? nullptr : pool->Allocate();
+  return block == nullptr ? new Tree_IdNodeInfo : ::new (block) Tree_IdNodeInfo;
+}
+
+// The node's strings are interned already and go into the record as they are.
+void Tree_Node::FillIdNode(Tree_IdNodeInfo& record, Tree_NodePtr& node, bool with_value,
+                           int parent_id, int id) {
+  record.m_path = node->m_key_name;
+  record.m_parent_id = parent_id;
+  record.m_id = id;
+  if (!with_value) return;
+  const Tree_Value* const value = node->m_value;
+  record.m_is_change = value == nullptr ? 0 : value->m_is_change;
+  record.m_value =
+      value == nullptr ? tree_interning::Intern(tree_statics::empty_string) : value->m_value;
+}
+
+// Calls `emit(node, with_value, parent_id, id)` for a node and what is flattened of its
+// sub-tree, in pre-order; the ids go on behind `last_id`.
+template <class Emit>
+void Tree_Node::VisitFlattened(Tree_NodePtr& top, int& last_id, int parent_id,
+                               const RWCString& skip_name, Emit emit) {
+  struct Level {
+    Tree_Node* node;
+    int next;  // position of the next child
+    int id;
+  };
+  // Names are interned: equal ones are one string, and no node bears one that is not
+  // stored.
+  const RWCString* const top_skip = tree_interning::Find(skip_name);
+  const RWCString* const deep_skip = tree_interning::Find(tree_statics::empty_string);
+  emit(top, false, parent_id, ++last_id);
+  std::vector<Level> way{{top.get(), 0, last_id}};
+  while (!way.empty()) {
+    Level& level = way.back();
+    if (level.next >= level.node->GetChildCount()) {
+      way.pop_back();
+      continue;
+    }
+    Tree_NodePtr& child = level.node->m_children->at(level.next++);
+    if (child.isNull()) continue;
+    if (child->IsLeaf()) {
+      emit(child, true, level.id, ++last_id);
+      continue;
+    }
+    // Intended: the given name is skipped among the top's children only, the empty name
+    // below them.
+    const RWCString* const skip = way.size() == 1 ? top_skip : deep_skip;
+    if (skip != nullptr && child->m_key_name == skip) continue;
+    emit(child, false, level.id, ++last_id);
+    if (child->m_children != nullptr) way.push_back({child.get(), 0, last_id});
+  }
+}
+
+void Tree_Node::FillIdVecFromTree(Tree_NodePtr& node, RecordList* vec, int& last_id, int parent_id,
+                                  Zel_PoolAllocator* pool, RWCString& skip_name) {
+  VisitFlattened(node, last_id, parent_id, skip_name,
+                 [vec, pool](Tree_NodePtr& visited, bool with_value, int parent, int id) {
+                   Tree_IdNodeInfo* const record = get_allocated_tree_node_info(pool);
+                   FillIdNode(*record, visited, with_value, parent, id);
+                   vec->append(record);
+                 });
+}
+
+RecordList* Tree_Node::GetIdNodeVecFromTree(Tree_NodePtr& tree, Zel_PoolAllocator* pool) {
+  RWCString skip_name;
+  return GetIdNodeVecFromTreeSkipPath(tree, pool, skip_name);
+}
+
+RecordList* Tree_Node::GetIdNodeVecFromTreeSkipPath(Tree_NodePtr& tree, Zel_PoolAllocator* pool,
+                                                    RWCString& skip_name) {
+  // Intended: the line names the other operation, whichever was called.
+  TREE_LOG("GetIdNodeVecFromTreeSkipPath", tree_log::kTrace, "Start %s\n",
+           "GetIdNodeVecFromTree(Tree_NodePtr & tree)");
+  if (tree.isNull()) return nullptr;
+  OwnedList vec(new RecordList, pool);
+  // Room for every node, so that appending a record cannot fail.
+  vec.Get()->resize(static_cast<std::size_t>(tree->GetNodeNum()));
+  int last_id = -1;
+  FillIdVecFromTree(tree, vec.Get(), last_id, -1, pool, skip_name);
+  return vec.Release();
+}
+
+// --- Bytes -------------------------------------------------------------------
+
+int Tree_Node::GetInfoVecLen(RecordList* vec, RWCString virtual_parent_path,
+                             bool with_virtual_parent_path) {
+  return static_cast<int>(ListSize(vec, virtual_parent_path, with_virtual_parent_path));
+}
+
+void Tree_Node::WriteIntToChar(int* value, char* buffer, int offset) {
+  const auto bits = static_cast<std::uint32_t>(*value);
+  char* const at = buffer + offset;
+  at[0] = static_cast<char>(bits >> 24);
+  at[1] = static_cast<char>(bits >> 16);
+  at[2] = static_cast<char>(bits >> 8);
+  at[3] = static_cast<char>(bits);
+}
+
+char* Tree_Node::GetSerializeIdNodeInfoVec(RecordList* vec, int& size_of_ret,
+                                           RWCString virtual_parent_path,
+                                           bool with_virtual_parent_path, bool keep_vec) {
+  if (vec == nullptr) {
+    TREE_LOG("GetSerializeIdNodeInfoVec", tree_log::kError,
+             "%s : vec parameter is NULL, return NULL\n",
+             "GetSerializeIdNodeInfoVec(RWTPtrOrderedVector<Tree_IdNodeInfo> * vec,int & "
+             "size_of_ret)");
+    return nullptr;
+  }
+  const long long size = ListSize(vec, virtual_parent_path, with_virtual_parent_path);
+  char* const buffer = NewBuffer(size);
+  size_of_ret = static_cast<int>(size);
+
+  int at = 0;
+  const auto put_int = [buffer, &at](int value) {
+    WriteIntToChar(&value, buffer, at);
+    at += kIntSize;
+  };
+  const auto put_text = [buffer, &at](const char* text, int length) {
+    std::memcpy(buffer + at, text, static_cast<std::size_t>(length));
+    at += length;
+  };
+  if (with_virtual_parent_path) {
+    const int length = static_cast<int>(virtual_parent_path.length());
+    TREE_LOG("GetSerializeIdNodeInfoVec", tree_log::kLifecycle,
+             "Write virtual parent path len <%d>\n", length);
+    put_int(length);
+    put_text(virtual_parent_path.data(), length);
+    TREE_LOG("GetSerializeIdNodeInfoVec", tree_log::kLifecycle, "Write virtual parent path <%s>\n",
+             virtual_parent_path.data());
+  }
+  for (std::size_t i = 0; i < vec->entries(); ++i) {
+    const Tree_IdNodeInfo& record = *vec->at(i);
+    TREE_LOG("GetSerializeIdNodeInfoVec", tree_log::kLifecycle, "Write id <%d>\n", record.m_id);
+    put_int(record.m_id);
+    TREE_LOG("GetSerializeIdNodeInfoVec", tree_log::kLifecycle, "Write p_id <%d>\n",
+             record.m_parent_id);
+    put_int(record.m_parent_id);
+
+    const char* const path = record.GetPath();
+    const int path_length = static_cast<int>(std::strlen(path));
+    TREE_LOG("GetSerializeIdNodeInfoVec", tree_log::kLifecycle, "Write path len <%d>\n",
+             path_length);
+    put_int(path_length);
+    put_text(path, path_length);
+    TREE_LOG("GetSerializeIdNodeInfoVec", tree_log::kLifecycle, "Write path <%s>\n", path);
+
+    const char* const value = record.GetValue();
+    const int value_length = static_cast<int>(std::strlen(value));
+    TREE_LOG("GetSerializeIdNodeInfoVec", tree_log::kLifecycle, "Write val_len  <%d>\n",
+             value_length);
+    put_int(value_length);
+    if (value_length == 0) continue;
+    TREE_LOG("GetSerializeIdNodeInfoVec", tree_log::kLifecycle, "Write val <%s>\n", value);
+    put_text(value, value_length);
+    TREE_LOG("GetSerializeIdNodeInfoVec", tree_log::kLifecycle, "Write is change <%d>\n",
+             record.m_is_change);
+    put_int(record.m_is_change);
+  }
+  // Texts with a zero byte inside take less than was reckoned.
+  std::memset(buffer + at, 0, static_cast<std::size_t>(size_of_ret - at));
+  if (!keep_vec) OwnedList(vec, nullptr);
+  return buffer;
+}
+
+char* Tree_Node::GetSerializedTreeNode(Tree_NodePtr& tree, int& size_of_ret,
+                                       bool with_virtual_parent_path) {
+  RWCString skip_name;
+  return GetSerializedTreeNodeSkipPath(tree, size_of_ret, with_virtual_parent_path, skip_name);
+}
+
+char* Tree_Node::GetSerializedTreeNodeSkipPath(Tree_NodePtr& tree, int& size_of_ret,
+                                               bool with_virtual_parent_path,
+                                               RWCString& skip_name) {
+  // The records are only needed where somebody reads the log of their writing.
+  if (!tree.isNull() && ZelGLog.GetLevel() < tree_log::kLifecycle) {
+    return SerializeDirectly(tree, size_of_ret, with_virtual_parent_path, skip_name);
+  }
+  int count = 0;
+  GetRecursiveChildCount(tree, count);
+  Zel_PoolAllocator pool("Tree_IdNodeInfo", sizeof(Tree_IdNodeInfo), 3, count, 8, true);
+  const OwnedList vec(GetIdNodeVecFromTreeSkipPath(tree, &pool, skip_name), &pool);
+  if (vec.Get() == nullptr) {
+    TREE_LOG("GetSerializedTreeNodeSkipPath", tree_log::kError, "Failed to create id node vec\n");
+    return nullptr;
+  }
+  return GetSerializeIdNodeInfoVec(vec.Get(), size_of_ret, tree_statics::empty_string,
+                                   with_virtual_parent_path, true);
+}
+
+// The same bytes without the records: one walk adds up their size, another writes them.
+char* Tree_Node::SerializeDirectly(Tree_NodePtr& tree, int& size_of_ret,
+                                   bool with_virtual_parent_path, const RWCString& skip_name) {
+  const auto value_of = [](Tree_NodePtr& node, bool with_value) {
+    return with_value && node->m_value != nullptr ? node->m_value->m_value : nullptr;
+  };
+  const int header_size = with_virtual_parent_path ? kIntSize : 0;
+  long long size = header_size;
+  int last_id = -1;
+  VisitFlattened(tree, last_id, -1, skip_name,
+                 [&](Tree_NodePtr& node, bool with_value, int /*parent_id*/, int /*id*/) {
+                   size += RecordSize(node->m_key_name, value_of(node, with_value));
+                 });
+
+  char* const buffer = NewBuffer(size);
+  char* at = buffer;
+  const auto put_int = [&at](int value) {
+    WriteIntToChar(&value, at, 0);
+    at += kIntSize;
+  };
+  const auto put_text = [&](const RWCString* text) {
+    const std::size_t length = text == nullptr ? 0 : std::strlen(text->data());
+    put_int(static_cast<int>(length));
+    if (length != 0) std::memcpy(at, text->data(), length);
+    at += length;
+    return length;
+  };
+  if (with_virtual_parent_path) put_int(0);
+  last_id = -1;
+  VisitFlattened(tree, last_id, -1, skip_name,
+                 [&](Tree_NodePtr& node, bool with_value, int parent_id, int id) {
+                   put_int(id);
+                   put_int(parent_id);
+                   put_text(node->m_key_name);
+                   if (put_text(value_of(node, with_value)) != 0) {
+                     put_int(node->m_value->m_is_change);
+                   }
+                 });
+  std::memset(at, 0, static_cast<std::size_t>(buffer + size - at));
+  size_of_ret = static_cast<int>(size);
+  return buffer;
+}
