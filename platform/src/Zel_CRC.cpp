@@ -1,5 +1,6 @@
 #include "Zel/Zel_CRC.h"
 
+#include <bit>
 #include <cstring>
 
 namespace {
@@ -61,8 +62,26 @@ void Zel_CRC::AddBytes(const char* bytes, std::size_t length) noexcept {
           kAhead[4][low >> 24] ^ kAhead[3][high & 0xFFu] ^ kAhead[2][(high >> 8) & 0xFFu] ^
           kAhead[1][(high >> 16) & 0xFFu] ^ kAhead[0][high >> 24];
   }
-  for (; length > 0; ++bytes, --length) {
-    crc = (crc >> 8) ^ kByteTable[(crc & 0xFFu) ^ static_cast<unsigned char>(*bytes)];
+  // The rest in one step, too: names and values are mostly shorter than eight bytes.
+  if (length > 0) {
+    std::uint32_t rest = length < 4 ? crc >> (8 * length) : 0;
+    for (std::size_t i = 0; i < length; ++i) {
+      const std::uint32_t mixed = i < 4 ? crc >> (8 * i) : 0;
+      rest ^= kAhead[length - 1 - i][(mixed ^ static_cast<unsigned char>(bytes[i])) & 0xFFu];
+    }
+    crc = rest;
   }
   m_register = crc;
+}
+
+void Zel_CRC::AddNibbles(std::uint32_t value) noexcept {
+  // A nibble to a byte, the lowest one first.
+  std::uint64_t letters = value;
+  letters = (letters | (letters << 16)) & 0x0000FFFF0000FFFFu;
+  letters = (letters | (letters << 8)) & 0x00FF00FF00FF00FFu;
+  letters = (letters | (letters << 4)) & 0x0F0F0F0F0F0F0F0Fu;
+  letters += 0x4141414141414141u;
+  char bytes[8];
+  for (int i = 0; i < 8; ++i) bytes[i] = static_cast<char>(letters >> (8 * i));
+  AddBytes(bytes, (static_cast<std::size_t>(std::bit_width(value)) + 3) / 4);
 }

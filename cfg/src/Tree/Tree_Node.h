@@ -14,7 +14,6 @@
 
 #include <atomic>
 #include <cstddef>
-#include <cstdint>
 #include <vector>
 
 #include "Tree/Tree_Api.h"
@@ -26,7 +25,6 @@
 #include "Tree/Tree_PathAndValueArray.h"
 #include "Tree/Tree_Value.h"
 #include "Tree/Tree_ValueAndPath.h"
-#include "Zel/Zel_CRC.h"
 #include "Zel/Zel_PoolAllocator.h"
 #include "Zel/Zel_PtrSortedVector.h"
 #include "rw/RWCString.h"
@@ -388,6 +386,7 @@ class TREE_API Tree_Node {
   friend class Tree_NameIndex;
 
   class Builder;
+  class ChecksumWalk;
   class MergedChildren;
   class PlaceSearch;
 
@@ -440,9 +439,6 @@ class TREE_API Tree_Node {
   static void VisitRecords(Tree_Node* top, const RWCString& parent_path, Take take);
 
   static bool IsChunkArea(Tree_NodePtr& node);
-
-  void AppendInPathOrder(std::vector<Tree_Node*>& all) const;
-  std::uint32_t FinishChecksum(Zel_CRC crc) const;
 
   Tree_NodePtr* FindChild(const char* name, std::size_t length) const;
   Tree_NodePtr* FindChild(const RWCString& name) const;

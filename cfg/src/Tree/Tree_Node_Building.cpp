@@ -112,16 +112,19 @@ void Tree_Node::ConvertTreeToSimpleVec(Tree_NodePtr& node, RWCString& parent_pat
 // A Builder is one BuildSubTree() at work.  It stands on the parent of the record that it
 // has dealt with last; records are sorted, so that the next one is usually at home there or
 // nearby.
+//
+// Nodes that a leaf has refused stand in no tree.  They live as long as one of the handles
+// here counts them.
 class Tree_Node::Builder {
  public:
-  explicit Builder(Tree_Node* root) : m_root(root) {}
+  explicit Builder(Tree_NodePtr& root) : m_root(root) {}
 
   // False when the record's parent cannot be found.
   bool Take(Tree_NodeInfo& record) {
     const std::string_view path = View(record.m_path);
     const std::string_view parent_path = path.substr(0, record.ParentLength());
     GoToParent(parent_path);
-    if (m_parent == nullptr) {
+    if (m_parent.isNull()) {
       TREE_LOG("BuildSubTree", tree_log::kError, "there is an element without a root in the vec:");
       return false;
     }
@@ -143,7 +146,7 @@ class Tree_Node::Builder {
  private:
   void GoToParent(std::string_view path) {
     if (path.empty()) {
-      m_parent = m_root;
+      if (m_parent != m_root) m_parent = m_root;
       return;
     }
     const std::string_view previous_path = View(m_previous_path);
@@ -157,14 +160,14 @@ class Tree_Node::Builder {
     }
     const std::size_t cut = CommonAncestor(previous, path);
     if (cut == std::string_view::npos) {
-      m_parent = GetOrCreate(m_root, path);
+      Descend(m_root, path);
       return;
     }
     if (previous.size() > cut) {
       const std::string_view below = previous.substr(cut + 1);
       Climb(1 + std::count(below.begin(), below.end(), kBackslash));
     }
-    if (path.size() > cut) m_parent = GetOrCreate(m_parent, path.substr(cut + 1));
+    if (path.size() > cut && !m_parent.isNull()) Descend(m_parent, path.substr(cut + 1));
   }
 
   // Where the path of the closest node that two different paths have in common ends; npos
@@ -179,26 +182,31 @@ class Tree_Node::Builder {
 
   // Goes up, unless the way ends before or at a top node.
   void Climb(std::ptrdiff_t levels) {
-    Tree_Node* node = m_parent;
+    const Tree_Node* node = m_parent.get();
     for (; node != nullptr && levels > 0; --levels) node = node->m_parent;
-    if (node != nullptr && node->m_parent != nullptr) m_parent = node;
+    if (node == nullptr || node->m_parent == nullptr) return;
+    Tree_NodePtrVec& siblings = *node->m_parent->m_children;
+    const Tree_NodePtr* handle = siblings.Find(node->m_key_name);
+    // Names that were given with blanks around them may have become one.
+    if (handle == nullptr || *handle != node) handle = FindHandle(siblings, node);
+    if (handle != nullptr) m_parent = Tree_NodePtr(*handle);
   }
 
-  // The node at `path` below `from`, made where it is missing; null from null.
-  Tree_Node* GetOrCreate(Tree_Node* from, std::string_view path) {
-    if (from == nullptr) return nullptr;
+  static const Tree_NodePtr* FindHandle(Tree_NodePtrVec& siblings, const Tree_Node* node) {
+    for (int i = 0; i < siblings.entries(); ++i) {
+      if (siblings.at(i) == node) return &siblings.at(i);
+    }
+    return nullptr;
+  }
+
+  // Goes to the node at `path` below another, made where it is missing.
+  void Descend(Tree_NodePtr from, std::string_view path) {
     Tree_Path segments(ToRWCString(path));
-    Tree_NodePtr from_itself;
-    Tree_NodePtr node = from->GetOrCreateRelativeNode(segments, from_itself);
-    if (node.isNull()) return from;
-    Tree_Node* const found = node.get();
-    if (found->m_parent == nullptr && found != m_root) m_detached.push_back(std::move(node));
-    return found;
+    m_parent = from->GetOrCreateRelativeNode(segments, from);
   }
 
   bool Exists(std::string_view name) {
-    Tree_NodePtr parent_itself;
-    return m_parent->NodeAt(name.data(), name.size(), parent_itself) != nullptr;
+    return m_parent->NodeAt(name.data(), name.size(), m_parent) != nullptr;
   }
 
   void AddNode(std::string_view name, const Tree_NodeInfo& record) {
@@ -206,20 +214,20 @@ class Tree_Node::Builder {
     const bool is_leaf = record.m_value != nullptr && !record.m_value->isNull();
     std::unique_ptr<Tree_Value> value;
     if (is_leaf) value.reset(new Tree_Value(record.m_value, record.m_is_change));
-    Tree_NodePtr node(NewNode(name.data(), name.size(), value.get()));
+    Tree_Node* const made = NewNode(name.data(), name.size(), value.get());
+    // The node owns the value from here on, and the handle the node.
     static_cast<void>(value.release());
-    if (!is_leaf) m_last_inner = node.get();
-    // What a leaf has refused may still be the parent of records to come.
-    if (!m_parent->AddNew(std::move(node)) && !is_leaf) m_detached.push_back(std::move(node));
+    Tree_NodePtr node(made);
+    if (!is_leaf) m_last_inner = node;
+    m_parent->AddNew(std::move(node));
   }
 
-  Tree_Node* const m_root;
-  Tree_Node* m_parent = nullptr;
-  Tree_Node* m_last_inner = nullptr;
+  Tree_NodePtr& m_root;
+  Tree_NodePtr m_parent;
+  Tree_NodePtr m_last_inner;
   // The path of the record before; the beginning of it is the previous parent's path.
   RWCString m_previous_path;
   std::size_t m_previous_parent_length = 0;
-  std::vector<Tree_NodePtr> m_detached;  // nodes that stand in no tree
 };
 
 Tree_NodePtr Tree_Node::BuildSubTree(Zel_PtrSortedVector<Tree_NodeInfo>* vec,
@@ -247,7 +255,7 @@ Tree_NodePtr Tree_Node::BuildSubTree(Zel_PtrSortedVector<Tree_NodeInfo>* vec,
   Tree_NodePtr root(new Tree_Node(ToRWCString(root_name)));
   TREE_LOG("BuildSubTree", tree_log::kLifecycle, "BuildSubTree :: Start build <%s>\n",
            root_path.data());
-  Builder builder(root.get());
+  Builder builder(root);
   while (records.next < records.count) {
     const std::unique_ptr<Tree_NodeInfo> record = records.Next();
     if (!builder.Take(*record)) {

@@ -12,6 +12,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <memory>
 #include <new>
 #include <vector>
 
@@ -49,9 +50,9 @@ long long ListSize(const RecordList* vec, const RWCString& virtual_parent_path,
 }
 
 // A buffer for `size` bytes and the one behind them that nobody writes.
-char* NewBuffer(long long size) {
+std::unique_ptr<char[]> NewBuffer(long long size) {
   if (size > INT_MAX) throw std::bad_alloc();
-  return new char[static_cast<std::size_t>(size) + 1];
+  return std::unique_ptr<char[]>(new char[static_cast<std::size_t>(size) + 1]);
 }
 
 // Frees a record the way it was made.
@@ -203,7 +204,7 @@ char* Tree_Node::GetSerializeIdNodeInfoVec(RecordList* vec, int& size_of_ret,
     return nullptr;
   }
   const long long size = ListSize(vec, virtual_parent_path, with_virtual_parent_path);
-  char* const buffer = NewBuffer(size);
+  char* const buffer = NewBuffer(size).release();
   size_of_ret = static_cast<int>(size);
 
   int at = 0;
@@ -297,8 +298,8 @@ char* Tree_Node::SerializeDirectly(Tree_NodePtr& tree, int& size_of_ret,
                    size += RecordSize(node->m_key_name, value_of(node, with_value));
                  });
 
-  char* const buffer = NewBuffer(size);
-  char* at = buffer;
+  std::unique_ptr<char[]> buffer = NewBuffer(size);
+  char* at = buffer.get();
   const auto put_int = [&at](int value) {
     WriteIntToChar(&value, at, 0);
     at += kIntSize;
@@ -321,7 +322,7 @@ char* Tree_Node::SerializeDirectly(Tree_NodePtr& tree, int& size_of_ret,
                      put_int(node->m_value->m_is_change);
                    }
                  });
-  std::memset(at, 0, static_cast<std::size_t>(buffer + size - at));
+  std::memset(at, 0, static_cast<std::size_t>(buffer.get() + size - at));
   size_of_ret = static_cast<int>(size);
-  return buffer;
+  return buffer.release();
 }

@@ -5,7 +5,8 @@
 #include <climits>
 #include <cstddef>
 #include <cstring>
-#include <new>
+
+#include "strarr/String_Arr_TooBig.h"
 
 namespace {
 
@@ -14,10 +15,6 @@ namespace {
 // need beyond that.
 constexpr int kRoomPerNumber = 10;
 constexpr int kLongLength = 100'000'000;
-
-[[noreturn]] void ThrowTooBig() {
-  throw std::bad_array_new_length();
-}
 
 // Appends the decimal text of a number and a zero byte at `at`; returns the end.
 char* WriteNumber(char* at, int number) {
@@ -51,7 +48,7 @@ bool ReadNumber(char*& at, int& number) {
 Dynamic_String_Arr::Dynamic_String_Arr() = default;
 
 Dynamic_String_Arr::Dynamic_String_Arr(int array_length) : Generic_String_Arr(array_length) {
-  if (array_length < 0) ThrowTooBig();
+  if (array_length < 0) string_arr::ThrowTooBig();
   Resize(array_length);
 }
 
@@ -74,14 +71,14 @@ void Dynamic_String_Arr::SetStr(int index, const char* text, int length) {
     length = 0;
   }
   const std::size_t bytes = length < 0 ? std::strlen(text) : static_cast<std::size_t>(length);
-  if (bytes >= static_cast<std::size_t>(INT_MAX)) ThrowTooBig();
+  if (bytes >= static_cast<std::size_t>(INT_MAX)) string_arr::ThrowTooBig();
 
   long long slots = m_array_length;
   if (index > m_array_length - 1) slots *= 2;
   // The slot that is written may lie outside all the same: the array may be full, or have
   // had no slots to double.
   if (m_inserted >= slots) slots = std::max(2 * slots, m_inserted + 1LL);
-  if (slots > INT_MAX) ThrowTooBig();
+  if (slots > INT_MAX) string_arr::ThrowTooBig();
   if (slots > m_array_length) Resize(static_cast<int>(slots));
 
   char* const copy = new char[bytes + 1];
@@ -106,7 +103,7 @@ int Dynamic_String_Arr::FlattenToByteArray(char*& out) const {
     const int length = m_lengths[static_cast<std::size_t>(i)];
     size += kRoomPerNumber + static_cast<long long>(length) + (length >= kLongLength ? 2 : 0);
   }
-  if (size > INT_MAX) ThrowTooBig();
+  if (size > INT_MAX) string_arr::ThrowTooBig();
 
   char* const block = static_cast<char*>(::operator new(static_cast<std::size_t>(size)));
   char* at = WriteNumber(block, count);

@@ -4,7 +4,8 @@
 #include <climits>
 #include <cstddef>
 #include <cstring>
-#include <new>
+
+#include "strarr/String_Arr_TooBig.h"
 
 namespace {
 
@@ -17,7 +18,7 @@ String_Arr::String_Arr() : m_slots(nullptr), m_capacity(0) {}
 
 String_Arr::String_Arr(int array_length)
     : Generic_String_Arr(array_length), m_slots(nullptr), m_capacity(0) {
-  if (array_length < 0) throw std::bad_array_new_length();
+  if (array_length < 0) string_arr::ThrowTooBig();
   try {
     Grow(array_length);
   } catch (...) {
@@ -40,7 +41,7 @@ void String_Arr::SetStr(int index, const char* text, int /*length*/) {
     const long long missing = static_cast<long long>(index) + 1 - m_array_length;
     const long long steps = (missing + kGrowth - 1) / kGrowth;
     const long long grown = m_array_length + steps * kGrowth;
-    if (grown != static_cast<int>(grown)) throw std::bad_array_new_length();
+    if (grown != static_cast<int>(grown)) string_arr::ThrowTooBig();
     Grow(static_cast<int>(grown));
   }
   // memmove, for a text may be that of another slot, or of this one.

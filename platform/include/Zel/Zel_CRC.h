@@ -32,9 +32,7 @@ class TREE_PLATFORM_API Zel_CRC {
   // the lowest nibble first, and ends with the highest nibble that is not
   // zero; zero feeds nothing.
   // Intended: no fixed width and no separator.  Stored checksums depend on it.
-  void AddNibbles(std::uint32_t value) noexcept {
-    for (; value != 0; value >>= 4) AddByte(static_cast<std::uint8_t>('A' + (value & 0xFu)));
-  }
+  void AddNibbles(std::uint32_t value) noexcept;
 
   // The CRC of what was fed so far; feeding may go on afterwards.
   unsigned long Finish() const noexcept {
