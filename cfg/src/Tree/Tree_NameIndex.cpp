@@ -20,8 +20,7 @@ bool HasZeroByte(const RWCString* name) {
 
 }  // namespace
 
-Tree_NameIndex::Tree_NameIndex(const std::vector<Tree_NodePtr*>& elements,
-                               const Tree_NameIndex* stale)
+Tree_NameIndex::Tree_NameIndex(const Tree_ElementArray& elements, const Tree_NameIndex* stale)
     : m_group(stale != nullptr ? stale->m_group : NextGroup()), m_seen_epoch(Epoch()) {
   std::size_t cells = 16;
   int bits = 4;
@@ -37,7 +36,7 @@ Tree_NameIndex::Tree_NameIndex(const std::vector<Tree_NodePtr*>& elements,
   }
 }
 
-bool Tree_NameIndex::Refresh(const std::vector<Tree_NodePtr*>& elements) const {
+bool Tree_NameIndex::Refresh(const Tree_ElementArray& elements) const {
   if (m_broken) return false;
   const std::uint64_t epoch = Epoch();
   std::size_t listed = 0;
@@ -55,7 +54,7 @@ Tree_NodePtr* Tree_NameIndex::Find(const RWCString* name) const {
   return CellOf(name).first;
 }
 
-void Tree_NameIndex::Inserted(const std::vector<Tree_NodePtr*>& elements, std::size_t position) {
+void Tree_NameIndex::Inserted(const Tree_ElementArray& elements, std::size_t position) {
   Mark(elements[position]);
   if (m_broken) return;
   try {
@@ -66,7 +65,7 @@ void Tree_NameIndex::Inserted(const std::vector<Tree_NodePtr*>& elements, std::s
   }
 }
 
-void Tree_NameIndex::Removed(const std::vector<Tree_NodePtr*>& elements, std::size_t position,
+void Tree_NameIndex::Removed(const Tree_ElementArray& elements, std::size_t position,
                              const Tree_NodePtr* removed) {
   if (m_broken) return;
   const RWCString* const name = NameOf(removed);
@@ -88,7 +87,7 @@ void Tree_NameIndex::Renamed(const Tree_Node* node) {
   if (group != kNoGroup) s_epochs[group].fetch_add(1, std::memory_order_relaxed);
 }
 
-void Tree_NameIndex::ChildRenamed(const std::vector<Tree_NodePtr*>& elements, const Tree_Node* node,
+void Tree_NameIndex::ChildRenamed(const Tree_ElementArray& elements, const Tree_Node* node,
                                   const RWCString* old_name) {
   const bool keeps_up = Relist(elements, node, old_name);
   Renamed(node);
@@ -164,7 +163,7 @@ void Tree_NameIndex::List(Tree_NodePtr* element) {
 
 // Makes a handle that was just listed the first of its name unless the one that has been
 // first stands before it.
-void Tree_NameIndex::MakeFirst(const std::vector<Tree_NodePtr*>& elements, Tree_NodePtr* element) {
+void Tree_NameIndex::MakeFirst(const Tree_ElementArray& elements, Tree_NodePtr* element) {
   Cell& cell = CellOf(NameOf(element));
   if (cell.first == element || cell.first == nullptr) return;
   const Tree_NodePtr* const first = cell.first;
@@ -176,7 +175,7 @@ void Tree_NameIndex::MakeFirst(const std::vector<Tree_NodePtr*>& elements, Tree_
 
 // Takes a handle off its name; those of that name that stay all stand at or behind
 // `position`.  False, and nothing has changed, when it is not listed under that name.
-bool Tree_NameIndex::Unlist(const std::vector<Tree_NodePtr*>& elements, std::size_t position,
+bool Tree_NameIndex::Unlist(const Tree_ElementArray& elements, std::size_t position,
                             const Tree_NodePtr* element, const RWCString* name) {
   if (name == nullptr || !Lists(element, name)) return false;
   Cell& cell = CellOf(name);
@@ -201,7 +200,7 @@ bool Tree_NameIndex::Unlist(const std::vector<Tree_NodePtr*>& elements, std::siz
 }
 
 // Moves the handle of a renamed child to its new name, where that is certain.
-bool Tree_NameIndex::Relist(const std::vector<Tree_NodePtr*>& elements, const Tree_Node* node,
+bool Tree_NameIndex::Relist(const Tree_ElementArray& elements, const Tree_Node* node,
                             const RWCString* old_name) {
   // A node whose parent was set by hand may be listed twice.
   if (!IsCurrent() || node->m_parent_was_set) return false;

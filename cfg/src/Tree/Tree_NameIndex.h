@@ -9,6 +9,7 @@
 #include <unordered_set>
 #include <vector>
 
+#include "Tree/Tree_ElementArray.h"
 #include "Tree/Tree_NodePtr.h"
 #include "rw/RWCString.h"
 
@@ -46,13 +47,12 @@ class Tree_NameIndex {
  public:
   // Lists all of `elements`, in a group of its own choice or in that of `stale`, which
   // is an index of the same vector.
-  explicit Tree_NameIndex(const std::vector<Tree_NodePtr*>& elements,
-                          const Tree_NameIndex* stale = nullptr);
+  explicit Tree_NameIndex(const Tree_ElementArray& elements, const Tree_NameIndex* stale = nullptr);
 
   // One of these is to be called when a node has been renamed, the second one where it is
   // a child that this index should list.
   static void Renamed(const Tree_Node* node);
-  void ChildRenamed(const std::vector<Tree_NodePtr*>& elements, const Tree_Node* node,
+  void ChildRenamed(const Tree_ElementArray& elements, const Tree_Node* node,
                     const RWCString* old_name);
 
   // Whether no rename can have made the index wrong.
@@ -61,7 +61,7 @@ class Tree_NameIndex {
   }
 
   // Whether the index is right although it is not current; it is current then.
-  bool Refresh(const std::vector<Tree_NodePtr*>& elements) const;
+  bool Refresh(const Tree_ElementArray& elements) const;
 
   // The first handle listed under `name`, or null.
   Tree_NodePtr* Find(const RWCString* name) const;
@@ -70,8 +70,8 @@ class Tree_NameIndex {
 
   // To be called behind the change of `elements`; `removed` is the handle that stood at
   // `position` and still holds its node.  When memory runs out the index breaks.
-  void Inserted(const std::vector<Tree_NodePtr*>& elements, std::size_t position);
-  void Removed(const std::vector<Tree_NodePtr*>& elements, std::size_t position,
+  void Inserted(const Tree_ElementArray& elements, std::size_t position);
+  void Removed(const Tree_ElementArray& elements, std::size_t position,
                const Tree_NodePtr* removed);
 
   // Gives up until somebody builds a fresh index.
@@ -106,11 +106,10 @@ class Tree_NameIndex {
   const Cell& CellOf(const RWCString* name) const;
   bool Lists(const Tree_NodePtr* element, const RWCString* name) const;
   void List(Tree_NodePtr* element);
-  void MakeFirst(const std::vector<Tree_NodePtr*>& elements, Tree_NodePtr* element);
-  bool Unlist(const std::vector<Tree_NodePtr*>& elements, std::size_t position,
-              const Tree_NodePtr* element, const RWCString* name);
-  bool Relist(const std::vector<Tree_NodePtr*>& elements, const Tree_Node* node,
-              const RWCString* old_name);
+  void MakeFirst(const Tree_ElementArray& elements, Tree_NodePtr* element);
+  bool Unlist(const Tree_ElementArray& elements, std::size_t position, const Tree_NodePtr* element,
+              const RWCString* name);
+  bool Relist(const Tree_ElementArray& elements, const Tree_Node* node, const RWCString* old_name);
   void Grow();
   void Erase(Cell& cell);
 

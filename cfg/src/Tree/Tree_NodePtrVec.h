@@ -3,9 +3,9 @@
 
 #include <atomic>
 #include <cstddef>
-#include <vector>
 
 #include "Tree/Tree_Api.h"
+#include "Tree/Tree_ElementArray.h"
 #include "Tree/Tree_NodePtr.h"
 #include "Zel/Zel_PoolAllocator.h"
 #include "rw/RWBoundsErr.h"
@@ -112,7 +112,7 @@ class TREE_API Tree_NodePtrVec {
   void IndexRemoved(std::size_t position, const Tree_NodePtr* removed);
   void DeleteIndex() noexcept;
 
-  std::vector<Tree_NodePtr*> m_elements;
+  Tree_ElementArray m_elements;
   mutable std::atomic<Tree_NameIndex*> m_index;  // null while the vector is narrow
   int m_dropped;  // handles that DropNext() let go, -1 while the vector is in use
 

@@ -94,7 +94,7 @@ class Tree_Node::MergedChildren {
     for (Tree_NodePtr* child : behind) {
       if (child != nullptr) in_order.push_back(child);
     }
-    Elements().swap(in_order);
+    Elements().assign(in_order.begin(), in_order.end());
     // An index knows the first child of a name, which is another one now.
     Tree_NameIndex* const index = m_node->m_children->Index();
     if (m_repeated_name_moved && index != nullptr) index->Break();
@@ -108,7 +108,7 @@ class Tree_Node::MergedChildren {
     std::size_t last;
   };
 
-  std::vector<Tree_NodePtr*>& Elements() const { return m_node->m_children->m_elements; }
+  Tree_ElementArray& Elements() const { return m_node->m_children->m_elements; }
 
   // Lists the child at the next place behind all others.
   void List(std::size_t place, const RWCString* name) {

@@ -173,7 +173,7 @@ int Tree_Node::GetTreeNodeEntriesCount(Tree_NodePtr& tree_node) {
     Level& level = way.back();
     Tree_Node* entered = nullptr;
     if (level.node->m_children != nullptr) {
-      const std::vector<Tree_NodePtr*>& children = level.node->m_children->m_elements;
+      const Tree_ElementArray& children = level.node->m_children->m_elements;
       while (level.next < children.size() && entered == nullptr) {
         Tree_Node* const child = children[level.next++]->get();
         if (child != nullptr && !child->IsLeaf()) entered = child;

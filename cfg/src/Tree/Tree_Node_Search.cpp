@@ -25,7 +25,7 @@ class Tree_Node::PlaceSearch {
     Visit(top, this_ptr);
     while (!m_way.empty()) {
       Level& level = m_way.back();
-      const std::vector<Tree_NodePtr*>& children = level.node->m_children->m_elements;
+      const Tree_ElementArray& children = level.node->m_children->m_elements;
       if (level.next == children.size()) {
         m_way.pop_back();
         continue;

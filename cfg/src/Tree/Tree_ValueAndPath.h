@@ -16,8 +16,9 @@
 // Threads: one thread uses a pair at a time.  Errors: none.
 class TREE_API Tree_ValueAndPath {
  public:
-  static constexpr int kValueWidth = 3072;
-  static constexpr int kPathWidth = 600;
+  // Enumerators, since some compilers look for a constant of an exported class in the DLL
+  // and put none there.
+  enum : int { kValueWidth = 3072, kPathWidth = 600 };
 
   // Two empty fields.
   Tree_ValueAndPath();
