@@ -58,6 +58,14 @@ const DetectCase kDetections[] = {
     {"a.XML", "{}", "xml"},
     {"d.x/a.Ini", "<x/>", "ini"},
     {"a.reg", "", "reg"},
+    {"a.Tree", "{}", "tree"},
+    // The first record of a serialized tree, alone or behind an empty header.  Text is never
+    // read as such.
+    {"a", "\0\0\0\0\xFF\xFF\xFF\xFF"sv, "tree"},
+    {"a", "\0\0\0\0\0\0\0\0\xFF\xFF\xFF\xFF\0"sv, "tree"},
+    {"a", "\0\0\0\0\0\0\0\0\0\0\0\0"sv, ""},
+    {"a.txt", "<x/>", "xml"},
+    {"a.txt", "some words", ""},
     // Extensions that say little.
     {"a.conf", "x = 1", "ini"},
     {"a.cfg", "[s]", "ini"},

@@ -278,7 +278,7 @@ TEST(Program, RefusesWrongUsageWithExitCode2) {
       {{"print", "x", "--depth", "-1"}, "--depth: Value -1 not in range 0 to 2147483647"},
       {{"print", "x", "--lines", "many"}, "--lines: Value many not in range 1 to 2147483647"},
       {{"print", "x", "--color", "red"}, "--color: red not in {auto,always,never}"},
-      {{"print", "x", "--format", "yaml"}, "--format: yaml not in {json,xml,ini,reg}"},
+      {{"print", "x", "--format", "yaml"}, "--format: yaml not in {json,xml,ini,reg,tree}"},
       {{"print", "x", "--log", "8"}, "--log: Value 8 not in range 0 to 7"},
       {{"search", Data("sample.json"), ""}, "search needs a PATH that is not empty"},
       {{"print", "--fr\nob", "x"}, "unknown option --fr\\nob"},

@@ -5,7 +5,6 @@
 
 #include "CommandLine.h"
 #include "Error.h"
-#include "Load.h"
 #include "Output.h"
 #include "System.h"
 #include "Terminal.h"
@@ -27,34 +26,60 @@ void SetLog(int level) {
   ZelGLog.SetLevel(level);
 }
 
-void RunCommand(const Options& options, LoadedFile& file, Output& out) {
+// The exit code of a command that came to its end.
+int RunCommand(const Options& options, Output& out) {
   const Style style = DetectStyle(options.color);
   switch (options.command) {
     case Command::kPrint:
-      return RunPrint(options, file, style, out);
+      RunPrint(options, style, out);
+      break;
     case Command::kGet:
-      return RunGet(options, file, style, out);
+      RunGet(options, style, out);
+      break;
     case Command::kLs:
-      return RunLs(options, file, style, out);
+      RunLs(options, style, out);
+      break;
     case Command::kSearch:
-      return RunSearch(options, file, style, out);
+      RunSearch(options, style, out);
+      break;
     case Command::kStats:
-      return RunStats(options, file, style, out);
+      RunStats(options, style, out);
+      break;
+    case Command::kExport:
+      RunExport(options);
+      break;
+    case Command::kConvert:
+      RunConvert(options);
+      break;
+    case Command::kMerge:
+      RunMerge(options);
+      break;
+    case Command::kExplain:
+      RunExplain(options, style, out);
+      break;
+    case Command::kDiff:
+      return RunDiff(options, style, out) ? kExitDifferent : kExitDone;
+    case Command::kChanges:
+      RunChanges(options);
+      break;
+    case Command::kChecksum:
+      RunChecksum(options, style, out);
+      break;
   }
+  return kExitDone;
 }
 
-void Run(const std::vector<std::string>& arguments) {
-  const ParsedCommandLine parsed = ParseCommandLine(arguments);
-  if (parsed.text) return os::WriteOutput(*parsed.text);
+int Run(const ParsedCommandLine& parsed) {
+  if (parsed.text) {
+    os::WriteOutput(*parsed.text);
+    return kExitDone;
+  }
 
   SetLog(parsed.options.log_level);
-  // Never released: the process ends with the command, and the system takes back a big
-  // tree faster than its destructors could.
-  static LoadedFile* file = nullptr;
-  file = new LoadedFile(Load(parsed.options.file, parsed.options.format));
   Output out;
-  RunCommand(parsed.options, *file, out);
+  const int code = RunCommand(parsed.options, out);
   os::WriteOutput(out.Text());
+  return code;
 }
 
 void Complain(std::string_view what, std::string_view hint = "") {
@@ -67,9 +92,10 @@ void Complain(std::string_view what, std::string_view hint = "") {
 }  // namespace
 
 int RunClient(const std::vector<std::string>& arguments) {
+  ParsedCommandLine parsed;
   try {
-    Run(arguments);
-    return kExitDone;
+    parsed = ParseCommandLine(arguments);
+    return Run(parsed);
   } catch (const UsageError& error) {
     Complain(error.what(), "; see cfgtree --help");
     return kExitUsage;
@@ -78,7 +104,7 @@ int RunClient(const std::vector<std::string>& arguments) {
   } catch (const std::exception& error) {
     Complain(error.what());
   }
-  return kExitBadInput;
+  return parsed.options.command == Command::kDiff ? kExitDiffFailed : kExitBadInput;
 }
 
 }  // namespace cfgtree

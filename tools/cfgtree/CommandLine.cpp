@@ -3,8 +3,10 @@
 #include <CLI/App.hpp>
 #include <CLI/Config.hpp>
 #include <CLI/Formatter.hpp>
+#include <cassert>
 #include <limits>
 #include <string_view>
+#include <utility>
 
 #include "Encoding.h"
 #include "Error.h"
@@ -15,7 +17,7 @@ namespace {
 constexpr int kNoLimit = std::numeric_limits<int>::max();
 
 constexpr const char* kOverview =
-    "Shows configuration files - JSON, XML, INI and Windows registry exports - as trees.";
+    "Shows configuration files - JSON, XML, INI and Windows registry exports - as trees,\ncompares them and lays them over each other.";
 
 constexpr const char* kFooter =
     R"(FILE may be - for standard input.  A PATH is names joined by backslashes, relative to the
@@ -73,6 +75,72 @@ Examples:
   cfgtree stats settings.json
   cfgtree stats settings.json --json | jq .nodes)";
 
+constexpr const char* kExportFooter =
+    R"(OUT is written as a whole or not at all.  What a serialized tree cannot carry is told.
+
+Examples:
+  cfgtree export settings.json -o settings.tree
+  cfgtree export settings.reg -o settings.tree --skip HKEY_USERS --header)";
+
+constexpr const char* kConvertFooter =
+    R"(The endings of IN and OUT tell the formats: .json, .xml, .ini, .reg, .tree, and .txt for one
+line per value.  A file that keeps its format keeps its layout.  OUT is written as a whole or not
+at all.  What its format cannot carry is told.
+
+Examples:
+  cfgtree convert settings.reg settings.json
+  cfgtree convert settings.tree - --to text | sort
+  cfgtree convert - settings.reg --from tree <settings.tree)";
+
+constexpr const char* kMergeFooter =
+    R"(Each OVERRIDE is laid over what came before it: of two values of one name its own stays, and
+sub-trees are merged at every depth.  The top bears the name of BASE.  Sub-trees that both sides
+have move behind their siblings.  What the format of OUT cannot carry is told.
+
+Examples:
+  cfgtree merge base.json site.json -o merged.json
+  cfgtree merge base.reg site.reg host.reg -o merged.tree
+  cfgtree merge base.json site.json -o - --to text)";
+
+constexpr const char* kExplainFooter =
+    R"(Merges the files as 'cfgtree merge' does and tells for each of them, the last one first, what
+it has at PATH and what became of that: supplies, overridden, hidden (and by what) or nothing.
+
+Examples:
+  cfgtree explain 'ports\http' base.json site.json host.json
+  cfgtree explain ports base.json site.json --json)";
+
+constexpr const char* kDiffFooter =
+    R"(A line for each value that was changed (~), added (+) or removed (-), by path.  The order of
+siblings and the names of the top nodes do not count.  To a file or pipe: mark, path, old and new
+value, between tabs.
+
+Exit codes: 0 no difference, 1 differences, 2 trouble of any kind.
+
+Examples:
+  cfgtree diff old.json new.json
+  cfgtree diff old.reg new.reg | cut -f 2
+  cfgtree diff old.xml new.xml --json | jq .changed)";
+
+constexpr const char* kChangesFooter =
+    R"(OUT gets the values of NEW that OLD lacks or has otherwise, below the sub-trees on their way.
+What was removed cannot be carried; standard error tells how much that is.  When nothing is
+changed or added, OUT is not written.
+
+Examples:
+  cfgtree changes old.reg new.reg -o changes.reg
+  cfgtree changes old.json new.json -o - --to json)";
+
+constexpr const char* kChecksumFooter =
+    R"(The sum covers names and values from PATH down, not the order of siblings.  The name of the
+node itself counts; a file's top node, which is called after the file, is called 'top' for the sum
+unless --name tells another name.
+
+Examples:
+  cfgtree checksum settings.json
+  cfgtree checksum settings.json ports
+  cfgtree checksum settings.tree --name cfg)";
+
 void DressHelp(CLI::App& app) {
   CLI::FormatterBase& formatter = *app.get_formatter();
   formatter.column_width(20);
@@ -82,13 +150,19 @@ void DressHelp(CLI::App& app) {
 
 // CLI11 keeps what it was given by name; these are turned into Options afterwards.
 struct RawOptions {
-  std::string file;
+  std::vector<std::string> files;
   std::string path;
+  std::string output;
   std::string format;
+  std::string to;
+  std::string skip;
   std::string color = "auto";
   bool json = false;
   bool all = false;
   bool ascii = false;
+  bool header = false;
+  bool one_level = false;
+  std::optional<std::string> name;
   int log_level = 0;
   int depth = -1;
   int children = -1;
@@ -105,9 +179,11 @@ CLI::Option* AddNumber(CLI::App& command, const char* name, int& value, int leas
 }
 
 void AddCommonOptions(CLI::App& command, RawOptions& raw) {
+  // "convert --from reg --to json" reads better.
+  const bool convert = command.get_name() == "convert";
   command
-      .add_option("--format", raw.format,
-                  "Read FILE as json, xml, ini or reg, whatever it looks like")
+      .add_option(convert ? "--from,--format" : "--format", raw.format,
+                  "Read json, xml, ini, reg or tree, whatever a file looks like")
       ->check(CLI::IsMember(FormatNames()))
       ->option_text("NAME")
       ->take_last();
@@ -120,13 +196,18 @@ void AddCommonOptions(CLI::App& command, RawOptions& raw) {
             "The library's log up to level N (3 errors, 7 everything) on standard error");
 }
 
+// One more file to read.  Positional arguments are taken in the order in which they are
+// added here.
+void AddFile(CLI::App& command, RawOptions& raw, const char* name, const char* help) {
+  const auto take = [&raw](const std::string& file) { raw.files.push_back(file); };
+  command.add_option_function<std::string>(name, take, help)->required()->option_text(" ");
+}
+
 CLI::App& AddCommand(CLI::App& app, RawOptions& raw, const char* name, const char* help,
                      const char* footer) {
   CLI::App& command = *app.add_subcommand(name, help);
   command.footer(footer);
-  command.add_option("FILE", raw.file, "The file to read; - for standard input")
-      ->required()
-      ->option_text(" ");
+  AddFile(command, raw, "FILE", "The file to read; - for standard input");
   return command;
 }
 
@@ -136,6 +217,89 @@ CLI::Option* AddPath(CLI::App& command, RawOptions& raw, const char* help) {
 
 void AddLimit(CLI::App& command, RawOptions& raw) {
   AddNumber(command, "--limit", raw.limit, 1, kNoLimit, "Show the first N only");
+}
+
+void AddTarget(CLI::App& command, RawOptions& raw) {
+  command.add_option("-o,--output", raw.output, "The file to write; - for standard output")
+      ->required()
+      ->option_text("OUT")
+      ->take_last();
+}
+
+void AddTargetFormat(CLI::App& command, RawOptions& raw) {
+  command.add_option("--to", raw.to, "Write this format, whatever OUT is called")
+      ->check(CLI::IsMember(WrittenFormatNames()))
+      ->option_text("NAME")
+      ->take_last();
+}
+
+void AddOutput(CLI::App& command, RawOptions& raw) {
+  AddTarget(command, raw);
+  AddTargetFormat(command, raw);
+}
+
+void AddWritingCommands(CLI::App& app, RawOptions& raw) {
+  CLI::App& exports = AddCommand(app, raw, "export",
+                                 "Write a serialized tree for the library's users", kExportFooter);
+  AddTarget(exports, raw);
+  exports.add_option("--skip", raw.skip, "Leave out this sub-tree of the top")
+      ->option_text("NAME")
+      ->take_last();
+  exports.add_flag("--header", raw.header, "Write the header (of an empty path) in front");
+
+  CLI::App& convert = *app.add_subcommand("convert", "Write a file in another format");
+  convert.footer(kConvertFooter);
+  AddFile(convert, raw, "IN", "The file to read; - for standard input");
+  convert.add_option("OUT", raw.output, "The file to write; - for standard output")
+      ->required()
+      ->option_text(" ");
+  AddTargetFormat(convert, raw);
+}
+
+// Two files or more, each of which is laid over the ones before it.
+void AddLayers(CLI::App& command, RawOptions& raw) {
+  AddFile(command, raw, "BASE", "The lowest layer; - for standard input");
+  const auto take = [&raw](const std::vector<std::string>& files) {
+    raw.files.insert(raw.files.end(), files.begin(), files.end());
+  };
+  command
+      .add_option_function<std::vector<std::string>>("OVERRIDE", take,
+                                                     "What is laid over it, lowest first")
+      ->required()
+      ->option_text("...");
+  command.add_flag("--one-level", raw.one_level,
+                   "Merge the children of the top only; below, the last one stays whole");
+}
+
+void AddLayerCommands(CLI::App& app, RawOptions& raw) {
+  CLI::App& merge = *app.add_subcommand("merge", "Lay files over each other");
+  merge.footer(kMergeFooter);
+  AddLayers(merge, raw);
+  AddOutput(merge, raw);
+
+  CLI::App& explain = *app.add_subcommand("explain", "Tell which file of a merge supplies a value");
+  explain.footer(kExplainFooter);
+  AddPath(explain, raw, "A value or sub-tree of the merged files")->required();
+  AddLayers(explain, raw);
+}
+
+void AddComparisonCommands(CLI::App& app, RawOptions& raw) {
+  CLI::App& diff = *app.add_subcommand("diff", "Show what two files differ in");
+  diff.footer(kDiffFooter);
+  CLI::App& changes = *app.add_subcommand("changes", "Extract what is new or changed in a file");
+  changes.footer(kChangesFooter);
+  for (CLI::App* command : {&diff, &changes}) {
+    AddFile(*command, raw, "OLD", "The older file; - for standard input");
+    AddFile(*command, raw, "NEW", "The newer file");
+  }
+  AddOutput(changes, raw);
+
+  CLI::App& checksum =
+      AddCommand(app, raw, "checksum", "Sum up names and values in 32 bits", kChecksumFooter);
+  AddPath(checksum, raw, "Sum up from this node down");
+  checksum.add_option("--name", raw.name, "What the node at PATH is called for the sum")
+      ->option_text("NAME")
+      ->take_last();
 }
 
 void AddCommands(CLI::App& app, RawOptions& raw) {
@@ -161,6 +325,10 @@ void AddCommands(CLI::App& app, RawOptions& raw) {
 
   AddCommand(app, raw, "stats", "Count nodes, strings, memory and time", kStatsFooter);
 
+  AddWritingCommands(app, raw);
+  AddLayerCommands(app, raw);
+  AddComparisonCommands(app, raw);
+
   // Options that all commands share may stand before the command, too.
   AddCommonOptions(app, raw);
   for (CLI::App* command : app.get_subcommands({})) {
@@ -174,18 +342,27 @@ std::optional<int> IfGiven(int value) {
 }
 
 Command CommandByName(std::string_view name) {
-  if (name == "print") return Command::kPrint;
-  if (name == "get") return Command::kGet;
-  if (name == "ls") return Command::kLs;
-  if (name == "search") return Command::kSearch;
-  return Command::kStats;
+  constexpr std::pair<std::string_view, Command> kCommands[] = {
+      {"print", Command::kPrint},     {"get", Command::kGet},
+      {"ls", Command::kLs},           {"search", Command::kSearch},
+      {"stats", Command::kStats},     {"export", Command::kExport},
+      {"convert", Command::kConvert}, {"merge", Command::kMerge},
+      {"explain", Command::kExplain}, {"diff", Command::kDiff},
+      {"changes", Command::kChanges}, {"checksum", Command::kChecksum},
+  };
+  for (const auto& [known, command] : kCommands) {
+    if (known == name) return command;
+  }
+  assert(false);  // the parser lets no other name through
+  return Command::kPrint;
 }
 
 Options ToOptions(const RawOptions& raw, std::string_view command) {
   Options options;
   options.command = CommandByName(command);
-  options.file = raw.file;
+  options.files = raw.files;
   options.path = raw.path;
+  options.output = raw.output;
   options.format = FormatByName(raw.format);
   options.json = raw.json;
   options.color = raw.color == "always"  ? ColorMode::kAlways
@@ -198,6 +375,11 @@ Options ToOptions(const RawOptions& raw, std::string_view command) {
   options.all = raw.all;
   options.ascii = raw.ascii;
   options.limit = IfGiven(raw.limit);
+  options.to = WrittenFormatByName(raw.to);
+  options.skip = raw.skip;
+  options.header = raw.header;
+  options.one_level = raw.one_level;
+  options.name = raw.name;
   return options;
 }
 

@@ -10,14 +10,28 @@
 
 namespace cfgtree {
 
-enum class Command { kPrint, kGet, kLs, kSearch, kStats };
+enum class Command {
+  kPrint,
+  kGet,
+  kLs,
+  kSearch,
+  kStats,
+  kExport,
+  kConvert,
+  kMerge,
+  kExplain,
+  kDiff,
+  kChanges,
+  kChecksum
+};
 
 // What the user asked for.
 struct Options {
   Command command = Command::kPrint;
-  std::string file;
+  std::vector<std::string> files;  // what is read, in the order of the arguments
   std::string path;
-  std::optional<Format> format;
+  std::string output;            // the file that is written
+  std::optional<Format> format;  // of what is read
   bool json = false;
   ColorMode color = ColorMode::kAuto;
   int log_level = 0;  // 0: none of the library's log lines
@@ -31,6 +45,17 @@ struct Options {
 
   // ls and search
   std::optional<int> limit;
+
+  // export, convert, merge and changes
+  std::optional<Format> to;  // the format of what is written
+  std::string skip;          // the sub-tree of the top that is left out
+  bool header = false;
+
+  // merge and explain
+  bool one_level = false;
+
+  // checksum
+  std::optional<std::string> name;
 };
 
 // The options, or a text to print instead (help, version).

@@ -145,4 +145,40 @@ std::string_view DecodeText(std::string_view file, std::string_view bytes, std::
   return bytes;
 }
 
+std::string ReplaceInvalidUtf8(std::string_view text) {
+  std::string valid;
+  while (!text.empty()) {
+    const std::size_t stop = FindInvalidUtf8(text);
+    valid += text.substr(0, stop);
+    if (stop == text.npos) break;
+    AppendUtf8(valid, 0xFFFD);
+    text.remove_prefix(stop + 1);
+  }
+  return valid;
+}
+
+std::string Utf8ToUtf16(std::string_view text, bool big_endian) {
+  std::string bytes;
+  bytes.reserve(2 * text.size() + 2);
+  const auto put = [&](char32_t unit) {
+    const char high = static_cast<char>(unit >> 8 & 0xFF);
+    const char low = static_cast<char>(unit & 0xFF);
+    bytes += big_endian ? high : low;
+    bytes += big_endian ? low : high;
+  };
+  put(0xFEFF);
+  for (std::size_t i = 0; i < text.size();) {
+    const Utf8Character character = DecodeUtf8(text, i);
+    const char32_t code = character.length > 0 ? character.code : 0xFFFD;
+    i += character.length > 0 ? character.length : 1;
+    if (code < 0x10000) {
+      put(code);
+    } else {
+      put(kHighSurrogates + ((code - 0x10000) >> 10));
+      put(kLowSurrogates + ((code - 0x10000) & 0x3FF));
+    }
+  }
+  return bytes;
+}
+
 }  // namespace cfgtree

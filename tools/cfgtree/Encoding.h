@@ -40,6 +40,12 @@ void RequireText(std::string_view file, std::string_view text);
 // returned as it stands.  Throws an Error when it is not, or has zero bytes.
 std::string_view DecodeText(std::string_view file, std::string_view bytes, std::string& storage);
 
+// `text` with U+FFFD in place of every byte that is no UTF-8.
+std::string ReplaceInvalidUtf8(std::string_view text);
+
+// `text` in UTF-16 behind a byte order mark.  Bytes that are no UTF-8 become U+FFFD.
+std::string Utf8ToUtf16(std::string_view text, bool big_endian);
+
 }  // namespace cfgtree
 
 #endif  // CFGTREE_ENCODING_H

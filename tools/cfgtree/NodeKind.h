@@ -39,6 +39,18 @@ inline const char* KindName(Tree_Node& node) {
   }
 }
 
+// A leaf's value; empty when it has none.
+inline RWCString ValueOf(Tree_Node& leaf) {
+  Tree_Value* const value = leaf.GetTreeValue();
+  return value == nullptr ? RWCString() : value->GetValue();
+}
+
+// A leaf's change flag, 0 when it has no value.
+inline int ChangeOf(Tree_Node& leaf) {
+  Tree_Value* const value = leaf.GetTreeValue();
+  return value == nullptr ? 0 : value->IsChange();
+}
+
 }  // namespace cfgtree
 
 #endif  // CFGTREE_NODEKIND_H

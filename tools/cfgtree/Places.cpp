@@ -51,18 +51,33 @@ Tree_NodePtr FindNode(Tree_NodePtr& top, std::string_view path, std::string_view
   if (found) return found;
 
   // Either something is missing or a segment has a number: one step at a time.
-  Tree_NodePtr node = top;
+  const Way way = FollowPath(top, path);
+  if (!way.complete) {
+    const std::size_t start = way.ends.size() == 1 ? 0 : way.ends.back() + 1;
+    const std::size_t end = std::min(path.find('\\', start), path.size());
+    FailAt(path, start, path.substr(start, end - start), file, way.nodes.back()->IsLeaf());
+  }
+  return way.nodes.back();
+}
+
+Way FollowPath(Tree_NodePtr& top, std::string_view path) {
+  Way way = {{top}, {0}, true};
   for (std::size_t start = 0; start <= path.size();) {
     const std::size_t end = std::min(path.find('\\', start), path.size());
     const std::string_view segment = path.substr(start, end - start);
     if (segment.empty()) break;  // an empty segment ends every walk
+    Tree_NodePtr& node = way.nodes.back();
     Tree_NodePtr child = node->Get(ToRWCString(segment), node);
     if (!child) child = NumberedChild(node, segment);
-    if (!child) FailAt(path, start, segment, file, node->IsLeaf());
-    node = child;
+    if (!child) {
+      way.complete = false;
+      break;
+    }
+    way.nodes.push_back(child);
+    way.ends.push_back(end);
     start = end + 1;
   }
-  return node;
+  return way;
 }
 
 std::string PathNamer::NameOf(Tree_Node* node) {

@@ -10,9 +10,11 @@
 #ifndef CFGTREE_PLACES_H
 #define CFGTREE_PLACES_H
 
+#include <cstddef>
 #include <string>
 #include <string_view>
 #include <unordered_map>
+#include <vector>
 
 #include "Tree/Tree_Node.h"
 
@@ -21,6 +23,14 @@ namespace cfgtree {
 // The node at `path` below `top`.  Throws an Error that names `file` and the first
 // segment that is missing.
 Tree_NodePtr FindNode(Tree_NodePtr& top, std::string_view path, std::string_view file);
+
+// The nodes that a path leads through, from the top on and as far as they exist.
+struct Way {
+  std::vector<Tree_NodePtr> nodes;
+  std::vector<std::size_t> ends;  // nodes[i] is at the first ends[i] bytes of the path
+  bool complete;                  // the last node is the one at the path
+};
+Way FollowPath(Tree_NodePtr& top, std::string_view path);
 
 // Writes paths that lead to exactly one node.
 //

@@ -33,11 +33,7 @@ namespace {
 constexpr TerminalSize kUsualSize = {80, 24};
 
 std::string ErrorText(int error) {
-  std::string text = std::generic_category().message(error);
-  if (!text.empty() && text[0] >= 'A' && text[0] <= 'Z') {
-    text[0] = static_cast<char>(text[0] - 'A' + 'a');
-  }
-  return text;
+  return os::ErrorText({error, std::generic_category()});
 }
 
 struct FileCloser {
@@ -162,6 +158,14 @@ bool IsPathSeparator(char c) {
 }
 
 #endif
+
+std::string ErrorText(std::error_code error) {
+  std::string text = error.message();
+  if (!text.empty() && text[0] >= 'A' && text[0] <= 'Z') {
+    text[0] = static_cast<char>(text[0] - 'A' + 'a');
+  }
+  return text;
+}
 
 std::string Environment(const char* name) {
   const char* const value = std::getenv(name);

@@ -8,6 +8,7 @@
 #include <functional>
 #include <string>
 #include <string_view>
+#include <system_error>
 #include <vector>
 
 namespace cfgtree::os {
@@ -32,6 +33,9 @@ TerminalSize GetTerminalSize();
 // An environment variable, empty when it is not set.
 std::string Environment(const char* name);
 
+// What the system calls an error, as the end of an error line.
+std::string ErrorText(std::error_code error);
+
 // Whether names in a path may also be separated by backslashes.
 bool IsPathSeparator(char c);
 
@@ -46,6 +50,13 @@ std::string ReadFile(const std::string& path, std::string_view shown,
 
 // Writes all of `text` to standard output.  Throws an Error when that fails.
 void WriteOutput(std::string_view text);
+
+// Makes `bytes` the content of the file at `path`, as a whole or not at all: they go into
+// a new file beside it, down to the disk, which then takes its place.  A file that was
+// there keeps its mode; a symbolic link stays and what it leads to is replaced.  "-" is
+// standard output, and what is no regular file (a device, a pipe) is written to directly.
+// Throws an Error that names the file; no temporary file is then left.
+void ReplaceFile(const std::string& path, std::string_view bytes);
 
 // Writes `text` to standard error, as far as that is possible.
 void WriteError(std::string_view text);

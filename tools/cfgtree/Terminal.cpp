@@ -25,6 +25,12 @@ const char* Sequence(Colour colour) {
       return "\x1b[2m";
     case Colour::kHeading:
       return "\x1b[1m";
+    case Colour::kChanged:
+      return "\x1b[33m";
+    case Colour::kAdded:
+      return "\x1b[32m";
+    case Colour::kRemoved:
+      return "\x1b[31m";
     case Colour::kNone:
       break;
   }

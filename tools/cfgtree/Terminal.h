@@ -25,7 +25,7 @@ struct Style {
 // says that there is none; kAlways lays everything out as on a terminal.
 Style DetectStyle(ColorMode mode);
 
-enum class Colour { kNone, kName, kTree, kValue, kDim, kHeading };
+enum class Colour { kNone, kName, kTree, kValue, kDim, kHeading, kChanged, kAdded, kRemoved };
 
 // `text` between the sequences that switch the colour on and off.
 std::string Painted(std::string_view text, Colour colour, const Style& style);

@@ -7,7 +7,8 @@
 
 namespace cfgtree {
 
-void RunGet(const Options& options, LoadedFile& file, const Style& style, Output& out) {
+void RunGet(const Options& options, const Style& style, Output& out) {
+  LoadedFile& file = LoadForGood(options.files[0], options.format);
   Tree_NodePtr node = FindNode(file.top, options.path, file.name);
   if (!node->IsLeaf()) {
     const std::string shown = options.path.empty() ? "the top" : options.path;

@@ -28,7 +28,8 @@ std::string NameOf(PathNamer& namer, Tree_Node* node, Tree_Node* top) {
 
 }  // namespace
 
-void RunLs(const Options& options, LoadedFile& file, const Style& style, Output& out) {
+void RunLs(const Options& options, const Style& style, Output& out) {
+  LoadedFile& file = LoadForGood(options.files[0], options.format);
   Tree_NodePtr node = FindNode(file.top, options.path, file.name);
   const std::vector<Tree_Node*> nodes = Listed(node.get());
   const auto limit = static_cast<std::size_t>(options.limit.value_or(INT_MAX));

@@ -22,12 +22,6 @@ inline std::string EntriesText(Tree_Node& node) {
   return Counted(EntryCount(node), "entry", "entries");
 }
 
-// A leaf's value; empty when it has none.
-inline RWCString ValueOf(Tree_Node& leaf) {
-  Tree_Value* const value = leaf.GetTreeValue();
-  return value == nullptr ? RWCString() : value->GetValue();
-}
-
 // The value as one line.
 inline std::string ValueText(Tree_Node& leaf) {
   const RWCString value = ValueOf(leaf);

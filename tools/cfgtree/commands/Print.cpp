@@ -296,7 +296,8 @@ class JsonSink {
 
 }  // namespace
 
-void RunPrint(const Options& options, LoadedFile& file, const Style& style, Output& out) {
+void RunPrint(const Options& options, const Style& style, Output& out) {
+  LoadedFile& file = LoadForGood(options.files[0], options.format);
   Tree_NodePtr start = FindNode(file.top, options.path, file.name);
   if (options.json) {
     Limits limits;

@@ -70,8 +70,9 @@ class LibraryPaths {
 
 }  // namespace
 
-void RunSearch(const Options& options, LoadedFile& file, const Style& style, Output& out) {
+void RunSearch(const Options& options, const Style& style, Output& out) {
   if (options.path.empty()) throw UsageError("search needs a PATH that is not empty");
+  LoadedFile& file = LoadForGood(options.files[0], options.format);
   const RWCString path = ToRWCString(options.path);
   const auto limit = static_cast<std::size_t>(options.limit.value_or(INT_MAX));
   const Places found = FindPlaces(file.top, path, limit);

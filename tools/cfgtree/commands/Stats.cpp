@@ -166,7 +166,8 @@ void WritePools(const std::vector<PoolFigures>& pools, const Style& style, Outpu
 
 }  // namespace
 
-void RunStats(const Options& options, LoadedFile& file, const Style& style, Output& out) {
+void RunStats(const Options& options, const Style& style, Output& out) {
+  LoadedFile& file = LoadForGood(options.files[0], options.format);
   const TreeFigures figures = Measure(file.top);
   const std::uint64_t total_size = file.top->GetTotalSize();
   const std::vector<PoolFigures> pools = MeasurePools();

@@ -13,11 +13,27 @@ constexpr std::size_t kLookedAt = std::size_t{64} << 10;
 
 struct NamedFormat {
   std::string_view name;
+  std::string_view extension;
   Format format;
 };
-// The formats' names are their extensions, too.
 constexpr NamedFormat kNames[] = {
-    {"json", Format::kJson}, {"xml", Format::kXml}, {"ini", Format::kIni}, {"reg", Format::kReg}};
+    {"json", "json", Format::kJson}, {"xml", "xml", Format::kXml},
+    {"ini", "ini", Format::kIni},    {"reg", "reg", Format::kReg},
+    {"tree", "tree", Format::kTree}, {"text", "txt", Format::kText},
+};
+
+bool IsRead(Format format) {
+  return format != Format::kText;
+}
+
+// The first record of a serialized tree, id 0 below -1, alone or behind an empty header.
+constexpr std::string_view kFirstRecord("\0\0\0\0\xFF\xFF\xFF\xFF", 8);
+constexpr std::string_view kEmptyHeader("\0\0\0\0", 4);
+
+bool LooksLikeTree(std::string_view bytes) {
+  return StartsWith(bytes, kFirstRecord) ||
+         (StartsWith(bytes, kEmptyHeader) && StartsWith(bytes.substr(4), kFirstRecord));
+}
 
 std::string Lower(std::string_view text) {
   std::string lower(text);
@@ -84,23 +100,46 @@ std::string_view FormatName(Format format) {
 }
 
 std::optional<Format> FormatByName(std::string_view name) {
+  const std::optional<Format> format = WrittenFormatByName(name);
+  return format && IsRead(*format) ? format : std::nullopt;
+}
+
+std::vector<std::string> FormatNames() {
+  std::vector<std::string> names;
+  for (const NamedFormat& named : kNames) {
+    if (IsRead(named.format)) names.emplace_back(named.name);
+  }
+  return names;
+}
+
+std::optional<Format> WrittenFormatByName(std::string_view name) {
   for (const NamedFormat& named : kNames) {
     if (named.name == name) return named.format;
   }
   return std::nullopt;
 }
 
-std::vector<std::string> FormatNames() {
+std::vector<std::string> WrittenFormatNames() {
   std::vector<std::string> names;
   for (const NamedFormat& named : kNames) names.emplace_back(named.name);
   return names;
 }
 
 std::optional<Format> FormatByExtension(std::string_view path) {
-  return FormatByName(Extension(path));
+  const std::optional<Format> format = WrittenFormatByExtension(path);
+  return format && IsRead(*format) ? format : std::nullopt;
+}
+
+std::optional<Format> WrittenFormatByExtension(std::string_view path) {
+  const std::string extension = Extension(path);
+  for (const NamedFormat& named : kNames) {
+    if (named.extension == extension) return named.format;
+  }
+  return std::nullopt;
 }
 
 std::optional<Format> FormatByContent(std::string_view bytes) {
+  if (LooksLikeTree(bytes)) return Format::kTree;
   bytes = bytes.substr(0, kLookedAt);
   std::string narrowed;
   if (StartsWith(bytes, kUtf16LittleBom) || StartsWith(bytes, kUtf16BigBom)) {
