@@ -1,16 +1,28 @@
 // tree_bench: how fast the library is, beside what its users could take instead.
 //
-//   tree_bench [--quick] [any option of Google Benchmark]
+//   tree_bench [--quick | --smoke] [--filter=EXPRESSION] [--json=FILE]
+//              [any option of Google Benchmark about repetitions]
 //
+// --quick    up to 100,000 leaves instead of 1,000,000, and a part of the real files
+// --smoke    every operation of every contestant once, at tiny sizes: do they all work?
+// --filter   a regular expression for names as subject/operation/variant/threads:n/contestant
+// --json     where the figures go
+//
+// Answers are checked before they count; a wrong one ends the program with code 1.
 // bench/run.sh runs it and prints the tables.
 
 #include <benchmark/benchmark.h>
 
 #include <condition_variable>
+#include <cstdio>
 #include <cstring>
 #include <mutex>
+#include <regex>
+#include <string>
 #include <thread>
 
+#include "support/cases.h"
+#include "support/compare.h"
 #include "support/measure.h"
 
 namespace {
@@ -52,23 +64,42 @@ bool TakeOption(int& argc, char** argv, const char* option) {
   return false;
 }
 
+// Removes `option`=text from the arguments and returns the text, empty when it isn't there.
+std::string TakeText(int& argc, char** argv, const std::string& option) {
+  for (int i = 1; i < argc; ++i) {
+    const std::string argument = argv[i];
+    if (argument.compare(0, option.size() + 1, option + '=') != 0) continue;
+    TakeOption(argc, argv, argv[i]);
+    return argument.substr(option.size() + 1);
+  }
+  return "";
+}
+
 }  // namespace
 
-int main(int argc, char** argv) {
+int main(int argc, char** argv) try {
   bench::Plan plan;
   plan.quick = TakeOption(argc, argv, "--quick");
+  plan.smoke = TakeOption(argc, argv, "--smoke");
+  const std::string filter = TakeText(argc, argv, "--filter");
+  const std::string json_file = TakeText(argc, argv, "--json");
   benchmark::Initialize(&argc, argv);
   if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
 
-  bench::RegisterPool(plan);
+  bench::RegisterBuilding(plan);
+  bench::RegisterReading(plan);
+  bench::RegisterWholeTrees(plan);
+  bench::RegisterLayers(plan);
   bench::RegisterInterning(plan);
-  bench::RegisterTree(plan);
-  bench::RegisterWide(plan);
-  bench::RegisterDeep(plan);
+  bench::RegisterPool(plan);
 
   const IdleThread second_thread;
-  benchmark::AddCustomContext("mode", plan.quick ? "quick" : "full");
-  const std::size_t run = benchmark::RunSpecifiedBenchmarks();
+  const std::size_t run = bench::RunAll(plan, filter, json_file, bench::DropStanding);
+  if (run == 0) std::fprintf(stderr, "tree_bench: nothing matches the filter\n");
+  bench::DropStanding();
   benchmark::Shutdown();
   return run == 0 ? 1 : 0;
+} catch (const std::regex_error&) {
+  std::fprintf(stderr, "tree_bench: the filter is no regular expression\n");
+  return 1;
 }

@@ -179,9 +179,10 @@ void RegisterStore(std::size_t count, std::size_t target) {
 }  // namespace
 
 void RegisterInterning(const Plan& plan) {
-  const std::size_t target = plan.quick ? 200000 : 500000;
-  const std::size_t most = plan.quick ? 500000 : 2000000;
-  for (const std::size_t count : {std::size_t{10000}, std::size_t{100000}, most}) {
+  const std::size_t target = plan.smoke ? 1 : plan.quick ? 200000 : 500000;
+  std::vector<std::size_t> counts{10000, 100000, plan.quick ? 500000u : 2000000u};
+  if (plan.smoke) counts = {1000};
+  for (const std::size_t count : counts) {
     RegisterStore<Flyweight>(count, target);
     RegisterStore<LockedSet>(count, target);
     Add("find", kOurs, count, 1, target, [count] { return FindRound(count); });

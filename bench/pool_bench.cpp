@@ -217,7 +217,7 @@ class OwnHeap {
 
 template <class Heap>
 void RegisterHeap(const Plan& plan, std::size_t bytes) {
-  const std::size_t total = plan.quick ? 500000 : 1000000;
+  const std::size_t total = plan.smoke ? 2000 : plan.quick ? 500000 : 1000000;
   const std::string variant = "bytes:" + std::to_string(bytes);
   const auto add = [&](const std::string& operation, int threads, std::size_t operations,
                        std::function<double(Heap&)> round) {

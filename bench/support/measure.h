@@ -3,8 +3,12 @@
 // A measurement is one row of the printed table for one contestant: this library or a
 // peer that does the same work in the same run.  It is made of rounds.  A round sets up
 // what it needs, times its work and nothing else, cleans up, and returns the seconds of
-// the work.  Google Benchmark repeats the rounds, in an order that mixes all measurements,
-// and writes every figure to a JSON file; table.py makes medians and tables of it.
+// the work.
+//
+// Measurements of one subject, operation and variant make a group.  Groups run one after
+// another; within a group Google Benchmark repeats the contestants in an order that mixes
+// them, so that a busy spell of the machine does not fall on one of them alone.  Every
+// figure goes to a JSON file; table.py makes medians and tables of it.
 
 #ifndef BENCH_SUPPORT_MEASURE_H
 #define BENCH_SUPPORT_MEASURE_H
@@ -20,9 +24,11 @@
 
 namespace bench {
 
-// How much is measured: everything, or what fits into a coffee break.
+// How much is measured: everything, what fits into a coffee break, or each operation once
+// at tiny sizes, to see that all of them work.
 struct Plan {
   bool quick = false;
+  bool smoke = false;
 };
 
 // The contestant that table.py compares with all others.
@@ -39,6 +45,10 @@ struct Measurement {
   std::size_t nodes = 0;   // that one round goes over, 0 where that makes no sense
   int rounds = 1;          // per repetition
   std::function<double()> round;
+  // Where set, what `operations` is, asked after the first round.
+  std::function<std::size_t()> count_operations = nullptr;
+  bool user_code = false;      // the contestant has no operation for it
+  bool frees_at_once = false;  // an arena
 };
 
 // Adds a measurement to the run.  Its name is subject/operation/variant/threads:n/contestant.
@@ -47,6 +57,13 @@ struct Measurement {
 // (with two threads that do not hinder each other it is what it is with one), and
 // ns_per_node where there are nodes.
 void Register(Measurement measurement);
+
+// Runs all measurements whose name `filter`, a regular expression, finds (all when it is
+// empty), and writes their figures to `json_file` (nowhere when it is empty).  Calls
+// `between` before the first group and between groups of different subject or variant.
+// Returns how many measurements there were.
+std::size_t RunAll(const Plan& plan, const std::string& filter, const std::string& json_file,
+                   const std::function<void()>& between);
 
 // How many rounds of `operations` each it takes to do `target` operations; at least one.
 // Short rounds are repeated until the clock's own cost does not show.
@@ -104,9 +121,10 @@ double OnThreads(int threads, Work work) {
 // Each file of measurements registers its own.
 void RegisterPool(const Plan& plan);
 void RegisterInterning(const Plan& plan);
-void RegisterTree(const Plan& plan);
-void RegisterWide(const Plan& plan);
-void RegisterDeep(const Plan& plan);
+void RegisterBuilding(const Plan& plan);
+void RegisterReading(const Plan& plan);
+void RegisterWholeTrees(const Plan& plan);
+void RegisterLayers(const Plan& plan);
 
 }  // namespace bench
 
