@@ -48,7 +48,8 @@ class Tree_ElementArray {
   // hold so many.
   void reserve(std::size_t n) {
     if (n <= m_capacity) return;
-    if (n > std::numeric_limits<std::uint32_t>::max()) {
+    // The parentheses keep a macro of that name out.
+    if (n > (std::numeric_limits<std::uint32_t>::max)()) {
       throw std::length_error("Tree_NodePtrVec: no room for so many children");
     }
     iterator const larger = new value_type[n];

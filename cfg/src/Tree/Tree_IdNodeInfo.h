@@ -67,7 +67,7 @@ class TREE_API Tree_IdNodeInfo {
   void PrintMe() const;
 
   // What the getters of texts yield where there is none.
-  static const char* const empty_string;
+  static const char* empty_string;
 
  private:
   friend class Tree_Node;

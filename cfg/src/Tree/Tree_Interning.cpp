@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "ThreadAPI/ThreadAPI_LockGuard.h"
+#include "Tree/Tree_Log.h"
 #include "Tree/Tree_Statics.h"
 #include "Zel/Zel_Flyweight.h"
 
@@ -39,6 +40,10 @@ Container& Instance() {
 
 const RWCString* Intern(const RWCString& text) {
   return Instance().GetValue(text, true);
+}
+
+const RWCString* InternAgain(const RWCString* interned) {
+  return ZelGLog.GetLevel() < tree_log::kTrace ? interned : Intern(*interned);
 }
 
 const RWCString* Find(const char* bytes, std::size_t length) {

@@ -14,6 +14,10 @@ namespace tree_interning {
 // process ends.  Safe from any thread.
 const RWCString* Intern(const RWCString& text);
 
+// The string itself, for one that was interned before.  Interning it once more would yield
+// the same, but for the lines that it may trace: they are written.
+const RWCString* InternAgain(const RWCString* interned);
+
 // The stored string with these bytes, null when there is none: then no node bears that
 // name.  Stores nothing, logs nothing, takes no lock.
 const RWCString* Find(const char* bytes, std::size_t length);

@@ -285,13 +285,14 @@ class TREE_API Tree_Node {
 
   // The records of `vec` as one buffer, behind a header with `virtual_parent_path` when
   // asked for; null, and `size_of_ret` as it was, when `vec` is null.  The caller frees
-  // the buffer with delete[].  `size_of_ret` is the number of bytes written; the buffer is
-  // one byte longer, and that byte is never written.
+  // the buffer with delete[].  `size_of_ret` is the number of bytes written.
+  //
+  // Intended: the buffer is one byte longer, and that byte is never written.
   //
   // Without `keep_vec` the list and its records are deleted, so that records from a pool
   // need it.  When the buffer does not fit into memory or its size into an int the list
-  // stays the caller's and std::bad_alloc is thrown.  Strings are written up to their
-  // first zero byte; the bytes that this leaves over stand as zeros at the end.
+  // stays the caller's and std::bad_alloc is thrown.  Names and values are written
+  // up to their first zero byte; the bytes that this leaves over stand as zeros at the end.
   static char* GetSerializeIdNodeInfoVec(RWTPtrOrderedVector<Tree_IdNodeInfo>* vec,
                                          int& size_of_ret, RWCString virtual_parent_path,
                                          bool with_virtual_parent_path, bool keep_vec);
@@ -337,9 +338,11 @@ class TREE_API Tree_Node {
   // Nodes of the same name are merged at every depth, and of two leaves that of `override`
   // wins; so does a leaf or a sub-tree of `override` over a node of the other kind.
   //
-  // A chunk area, which is a node with values under "blobencoding" and "chunk0000", is
-  // never mixed: that of `override` stands as it is, and when `override` is one itself the
-  // result is a handle to it.
+  // A chunk area, which is a node with values under "blobencoding" and "chunk0000", stands as
+  // it is in `override`, and when `override` is one itself the result is a handle to it.
+  //
+  // Intended: only `override` is asked; a chunk area of `base` is merged with a node that is
+  // none.
   //
   // Intended: an inner node that both trees have moves behind its siblings, in the order
   // in which `base` lists them.

@@ -124,6 +124,15 @@ void Tree_NodePtrVec::CloseGaps() {
   if (Tree_NameIndex* const index = Index()) index->Break();
 }
 
+void Tree_NodePtrVec::MoveToEnd(Tree_NodePtr* element) {
+  const int position = PositionOf(element);
+  // There is room for it again, so that nothing fails half-way.
+  m_elements.erase(m_elements.begin() + position);
+  IndexRemoved(static_cast<std::size_t>(position), element);
+  m_elements.push_back(element);
+  IndexInserted(m_elements.size() - 1);
+}
+
 void Tree_NodePtrVec::BeginDrop() {
   TREE_LOG_AS(tree_log::kVecSource, "Tree_NodePtrVec::~Tree_NodePtrVec", tree_log::kTrace,
               "Clearing vec, about to delete %d elements\n", entries());

@@ -86,6 +86,9 @@ class TREE_API Tree_NodePtrVec {
   void TakeOut(int position);
   void CloseGaps();
 
+  // Makes one of the handles the last one.
+  void MoveToEnd(Tree_NodePtr* element);
+
   // For the iterative teardown of a tree: BeginDrop() announces that the handles are
   // about to go, then each DropNext() lets one go.  It yields false when none is
   // left, and in `dead` a node that the caller has to delete, or null.

@@ -45,7 +45,7 @@ void Tree_Node::VisitRecords(Tree_Node* top, const RWCString& parent_path, Take 
     if (!node->m_allows_children) {
       record->m_value = node->m_value == nullptr
                             ? tree_interning::Intern(tree_statics::empty_string)
-                            : node->m_value->m_value;
+                            : tree_interning::InternAgain(node->m_value->m_value);
       record->m_is_change = node->m_value == nullptr ? 0 : node->m_value->m_is_change;
     }
     return record;
@@ -76,13 +76,20 @@ void Tree_Node::ConvertTreeNodeToVec(Tree_NodePtr& node, RWCString& parent_path,
   VisitRecords(node.get(), parent_path, [&records](std::unique_ptr<Tree_NodeInfo> record) {
     records.push_back(std::move(record));
   });
-  // Inserting them one by one would move the rest of the list each time.  A stable sort
-  // and a merge behind equal paths give the same order.
+  // Inserting one by one as they come would move the rest of the list each time.  A stable
+  // sort and a merge behind equal paths give the same order.
   std::stable_sort(records.begin(), records.end(),
                    [](const auto& a, const auto& b) { return *a < *b; });
+  vec->resize(vec->entries() + records.size());
+  const bool belong_behind =
+      vec->entries() == 0 || !(*records.front() < *vec->at(vec->entries() - 1));
+  if (belong_behind || records.size() < vec->entries() / 64) {
+    // There is room, so that nothing fails.
+    for (std::unique_ptr<Tree_NodeInfo>& record : records) vec->insert(record.release());
+    return;
+  }
   std::vector<Tree_NodeInfo*> all;
   all.reserve(vec->entries() + records.size());
-  vec->resize(vec->entries() + records.size());
   std::size_t present = 0;
   for (const std::unique_ptr<Tree_NodeInfo>& record : records) {
     while (present < vec->entries() && !(*record < *vec->at(present))) {
@@ -125,6 +132,7 @@ class Tree_Node::Builder {
     const std::string_view parent_path = path.substr(0, record.ParentLength());
     GoToParent(parent_path);
     if (m_parent.isNull()) {
+      // Intended: no newline.
       TREE_LOG("BuildSubTree", tree_log::kError, "there is an element without a root in the vec:");
       return false;
     }
@@ -213,7 +221,9 @@ class Tree_Node::Builder {
     // Intended: an empty value makes an inner node, just as none does.
     const bool is_leaf = record.m_value != nullptr && !record.m_value->isNull();
     std::unique_ptr<Tree_Value> value;
-    if (is_leaf) value.reset(new Tree_Value(record.m_value, record.m_is_change));
+    if (is_leaf) {
+      value.reset(new Tree_Value(tree_interning::InternAgain(record.m_value), record.m_is_change));
+    }
     Tree_Node* const made = NewNode(name.data(), name.size(), value.get());
     // The node owns the value from here on, and the handle the node.
     static_cast<void>(value.release());

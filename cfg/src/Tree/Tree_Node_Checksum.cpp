@@ -60,8 +60,6 @@ void StableSort(Iterator begin, Iterator end, Before before) {
 // and children come in the order of their paths.
 class Tree_Node::ChecksumWalk {
  public:
-  ChecksumWalk() : m_names(kNames) {}
-
   std::uint32_t Run(const Tree_Node* top) {
     Enter(top);
     for (;;) {
@@ -106,6 +104,7 @@ class Tree_Node::ChecksumWalk {
   static constexpr std::size_t kNames = 512;
 
   const Name& Look(const RWCString* name) {
+    if (m_names.empty()) m_names.resize(kNames);  // not for a node without children
     // Multiplication spreads the addresses, whose low bits are always zero.
     const std::uint64_t hash =
         static_cast<std::uint64_t>(reinterpret_cast<std::uintptr_t>(name)) * 0x9E3779B97F4A7C15u;

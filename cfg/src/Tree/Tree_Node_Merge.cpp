@@ -33,17 +33,18 @@ void LogInsert(int index) {
 
 // The children of a node of the result, while another node's children are merged in.
 //
-// Few children are scanned for a name and moved one by one.  Of many, a child that is to go
-// to the end only gets a new rank, and all are put in order when the node is done; a table
-// has the children of each name in the order of their ranks.
+// Where few children come, names are looked for and children moved one by one, as they come.
+// Where many come, a child that is to go to the end only gets a new rank, and all are put in
+// order when the node is done; a table has the children of each name in the order of their
+// ranks.  Siblings of one name are merged into the same node, one after the other, so that
+// the table is made only where the children to come are not few beside those it lists.
 class Tree_Node::MergedChildren {
  public:
   // `expected`: children that may be added.
   MergedChildren(Tree_Node* node, int expected)
       : m_node(node),
-        m_is_wide(static_cast<std::size_t>(node->GetChildCount()) +
-                      static_cast<std::size_t>(expected) >=
-                  Tree_NodePtrVec::kIndexedFrom) {
+        m_is_wide(static_cast<std::size_t>(expected) >= Tree_NodePtrVec::kIndexedFrom &&
+                  expected >= node->GetChildCount() / kFewBeside) {
     if (!m_is_wide) return;
     m_first_new_rank = static_cast<std::size_t>(node->GetChildCount());
     for (std::size_t place = 0; place < m_first_new_rank; ++place) {
@@ -54,7 +55,7 @@ class Tree_Node::MergedChildren {
   // The first child of that name, null when there is none.
   Tree_NodePtr* Find(const RWCString* name) const {
     if (m_node->m_children == nullptr) return nullptr;
-    if (!m_is_wide) return m_node->m_children->Scan(name);
+    if (!m_is_wide) return m_node->m_children->Find(name);
     const auto found = m_of_name.find(name);
     return found == m_of_name.end() ? nullptr : Elements()[found->second.first];
   }
@@ -71,9 +72,7 @@ class Tree_Node::MergedChildren {
     if (m_is_wide) {
       Rerank(name);
     } else {
-      Tree_NodePtr* const child = m_node->m_children->Scan(name);
-      Elements().erase(Elements().begin() + m_node->m_children->PositionOf(child));
-      Elements().push_back(child);
+      m_node->m_children->MoveToEnd(m_node->m_children->Find(name));
     }
     LogInsert(m_node->GetChildCount() - 1);
   }
@@ -101,6 +100,7 @@ class Tree_Node::MergedChildren {
   }
 
  private:
+  static constexpr int kFewBeside = 8;
   static constexpr std::size_t kNone = std::numeric_limits<std::size_t>::max();
 
   struct Places {
@@ -154,6 +154,7 @@ bool Tree_Node::IsChunkArea(Tree_NodePtr& node) {
   if (node->GetValue(first_chunk, node).isNull()) return false;
   TREE_LOG("Merge", tree_log::kLifecycle,
            "Found chunk area that should be kept united Modifying it accordingly");
+  // Intended: "dont", and no newline in either line.
   TREE_LOG("Merge", tree_log::kTrace,
            "Override = replace all the chunks ---- No-Override dont replace the chunks");
   return true;

@@ -101,14 +101,14 @@ Tree_IdNodeInfo* Tree_Node::get_allocated_tree_node_info(Zel_PoolAllocator* pool
 // The node's strings are interned already and go into the record as they are.
 void Tree_Node::FillIdNode(Tree_IdNodeInfo& record, Tree_NodePtr& node, bool with_value,
                            int parent_id, int id) {
-  record.m_path = node->m_key_name;
+  record.m_path = tree_interning::InternAgain(node->m_key_name);
   record.m_parent_id = parent_id;
   record.m_id = id;
   if (!with_value) return;
   const Tree_Value* const value = node->m_value;
   record.m_is_change = value == nullptr ? 0 : value->m_is_change;
-  record.m_value =
-      value == nullptr ? tree_interning::Intern(tree_statics::empty_string) : value->m_value;
+  record.m_value = value == nullptr ? tree_interning::Intern(tree_statics::empty_string)
+                                    : tree_interning::InternAgain(value->m_value);
 }
 
 // Calls `emit(node, with_value, parent_id, id)` for a node and what is flattened of its
@@ -153,8 +153,9 @@ void Tree_Node::FillIdVecFromTree(Tree_NodePtr& node, RecordList* vec, int& last
   VisitFlattened(node, last_id, parent_id, skip_name,
                  [vec, pool](Tree_NodePtr& visited, bool with_value, int parent, int id) {
                    Tree_IdNodeInfo* const record = get_allocated_tree_node_info(pool);
-                   FillIdNode(*record, visited, with_value, parent, id);
+                   // From here on whoever owns the list owns the record.
                    vec->append(record);
+                   FillIdNode(*record, visited, with_value, parent, id);
                  });
 }
 
@@ -243,6 +244,7 @@ char* Tree_Node::GetSerializeIdNodeInfoVec(RecordList* vec, int& size_of_ret,
 
     const char* const value = record.GetValue();
     const int value_length = static_cast<int>(std::strlen(value));
+    // Intended: two blanks.
     TREE_LOG("GetSerializeIdNodeInfoVec", tree_log::kLifecycle, "Write val_len  <%d>\n",
              value_length);
     put_int(value_length);

@@ -37,8 +37,9 @@ RWCString Tree_Node::separator("\\");
 
 const RWCString tree_statics::empty_string;
 
-const RWCString tree_statics::blob_encoding_name("blobencoding");
-const RWCString tree_statics::first_chunk_name("chunk0000");
+// Permanent texts are not counted, so that merges in several threads share no counter.
+const RWCString tree_statics::blob_encoding_name(RWCString::Permanent("blobencoding"));
+const RWCString tree_statics::first_chunk_name(RWCString::Permanent("chunk0000"));
 
 RWCString Tree_EmptySubTree_DummyName("this_is_an_empty_sub_tree_name_indication");
 
@@ -51,4 +52,4 @@ Zel_PoolAllocator& Tree_Value::m_sValuesPool = MakePool<Tree_Value>("Tree_Value"
 
 const int Tree_Node::TRUE_BOOL = 1;
 
-const char* const Tree_IdNodeInfo::empty_string = "";
+const char* Tree_IdNodeInfo::empty_string = "";
