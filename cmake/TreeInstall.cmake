@@ -16,6 +16,7 @@ install(EXPORT TreeTargets NAMESPACE Tree:: DESTINATION ${package_dir})
 install(DIRECTORY cfg/src/Tree cfg/src/strarr inc/Zel platform/include/
   DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/tree
   FILES_MATCHING PATTERN "*.h"
+  PATTERN String_Arr_TooBig.h EXCLUDE
   PATTERN Tree_Interning.h EXCLUDE
   PATTERN Tree_Log.h EXCLUDE
   PATTERN Tree_NameIndex.h EXCLUDE

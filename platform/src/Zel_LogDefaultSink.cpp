@@ -1,20 +1,38 @@
 #include "Zel_LogDefaultSink.h"
 
+#include <spdlog/details/null_mutex.h>
 #include <spdlog/logger.h>
+#include <spdlog/pattern_formatter.h>
+#include <spdlog/sinks/base_sink.h>
 #include <spdlog/sinks/basic_file_sink.h>
-#include <spdlog/sinks/stdout_sinks.h>
 
+#include <cstdio>
+#include <memory>
 #include <string_view>
 #include <utility>
 
 namespace {
+
+// Writes to standard error as it is at the time; the logging library's own sink holds on to
+// the Windows handle that it had when the sink was made.
+class StandardErrorSink : public spdlog::sinks::base_sink<spdlog::details::null_mutex> {
+ protected:
+  void sink_it_(const spdlog::details::log_msg& message) override {
+    spdlog::memory_buf_t line;
+    formatter_->format(message, line);
+    std::fwrite(line.data(), 1, line.size(), stderr);
+  }
+  void flush_() override { std::fflush(stderr); }
+};
 
 // The logger is not entered in the logging library's registry, which is torn
 // down with the static objects: messages may still come after that.
 std::shared_ptr<spdlog::logger> MakeLogger(spdlog::sink_ptr sink) {
   auto logger = std::make_shared<spdlog::logger>("Tree", std::move(sink));
   logger->set_level(spdlog::level::trace);  // the level test was StoreParams'
-  logger->set_pattern("%Y-%m-%d %H:%M:%S.%e %t %l %v");
+  // Lines end alike on every system; the stream behind standard error has its own view.
+  logger->set_formatter(std::make_unique<spdlog::pattern_formatter>(
+      "%Y-%m-%d %H:%M:%S.%e %t %l %v", spdlog::pattern_time_type::local, "\n"));
   // A line is written when its Log call returns: the lines that matter most
   // are those just before a crash.
   logger->flush_on(spdlog::level::trace);
@@ -22,7 +40,7 @@ std::shared_ptr<spdlog::logger> MakeLogger(spdlog::sink_ptr sink) {
 }
 
 std::shared_ptr<spdlog::logger> StandardErrorLogger() {
-  return MakeLogger(std::make_shared<spdlog::sinks::stderr_sink_st>());
+  return MakeLogger(std::make_shared<StandardErrorSink>());
 }
 
 spdlog::level::level_enum SeverityOf(int level) {

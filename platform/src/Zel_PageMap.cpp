@@ -104,8 +104,13 @@ Block* NewBlock(const Zel_PoolAllocator* pool, std::size_t elements, std::size_t
   block->elements.store(elements, std::memory_order_relaxed);
   block->bytes = bytes;
   block->next = nullptr;
+  block->free =
+      static_cast<std::uint64_t*>(std::calloc((elements + 63) / 64, sizeof(std::uint64_t)));
+  block->free_elements = 0;
+  block->first_free_word = 0;
   block->pool.store(pool, std::memory_order_release);
-  if (!SetPages(base >> kPageShift, (base + bytes - 1) >> kPageShift, block)) {
+  if (block->free == nullptr ||
+      !SetPages(base >> kPageShift, (base + bytes - 1) >> kPageShift, block)) {
     FreeBlock(block);
     return nullptr;
   }
@@ -115,6 +120,7 @@ Block* NewBlock(const Zel_PoolAllocator* pool, std::size_t elements, std::size_t
 void FreeBlock(Block* block) noexcept {
   const std::uintptr_t base = block->base.load(std::memory_order_relaxed);
   ClearPages(base >> kPageShift, (base + block->bytes - 1) >> kPageShift);
+  std::free(block->free);
   ReturnDescriptor(block);
   ::operator delete (reinterpret_cast<void*>(base), std::align_val_t{kPageBytes});
 }

@@ -30,6 +30,12 @@ struct Block {
   std::atomic<std::uint64_t> elements{0};
   std::size_t bytes = 0;
   Block* next = nullptr;  // of the same pool, or of the free descriptors
+
+  // For the pool, under its lock.
+  std::uint64_t* free = nullptr;      // a bit for each element that is free
+  std::uint64_t free_elements = 0;    // bits that are set
+  std::uint64_t first_free_word = 0;  // none is set before this word
+  Block* next_with_free = nullptr;    // in its queue of blocks that have some
 };
 
 inline constexpr unsigned kLevelBits = 18;
@@ -48,6 +54,15 @@ inline const Block* Find(const void* address) noexcept {
   const Leaf* const leaf = g_root[page >> kLevelBits].load(std::memory_order_acquire);
   if (leaf == nullptr) return nullptr;
   return leaf->blocks[page & (kLevelEntries - 1)].load(std::memory_order_acquire);
+}
+
+// The same for whoever owns the block and knows that it does.
+inline Block* FindOwn(const void* address) noexcept {
+  const std::uint64_t page = reinterpret_cast<std::uintptr_t>(address) >> kPageShift;
+  return g_root[page >> kLevelBits]
+      .load(std::memory_order_relaxed)
+      ->blocks[page & (kLevelEntries - 1)]
+      .load(std::memory_order_relaxed);
 }
 
 // Takes a block of `elements` elements, `bytes` bytes of whole pages, from the

@@ -5,7 +5,6 @@
 #include <new>
 #include <string>
 #include <utility>
-#include <vector>
 
 #include "ThreadAPI/ThreadAPI_LockGuard.h"
 #include "Zel_PageMap.h"
@@ -20,6 +19,16 @@
 
 #if defined(ZEL_ADDRESS_SANITIZER)
 #include <sanitizer/asan_interface.h>
+#endif
+
+#if defined(_WIN32)
+#if !defined(WIN32_LEAN_AND_MEAN)
+#define WIN32_LEAN_AND_MEAN
+#endif
+#if !defined(NOMINMAX)
+#define NOMINMAX
+#endif
+#include <windows.h>
 #endif
 
 // The pointer to a thread's caches is read by every call, so it is placed
@@ -77,6 +86,9 @@ inline void ReportIfFree(const void*) noexcept {}
 ZEL_UNCHECKED Link* NextOf(const Link* link) noexcept {
   return link->next;
 }
+ZEL_UNCHECKED void SetNext(Link* link, Link* next) noexcept {
+  link->next = next;
+}
 ZEL_UNCHECKED Link* MakeLink(void* element, Link* next) noexcept {
   return new (element) Link{next};
 }
@@ -116,21 +128,90 @@ struct ThreadCache {
   ThreadCache* next = nullptr;
 };
 
-// Stands in for a cache where a thread has none: not yet, not any more, or for
-// want of memory.  All its slots stay empty, so the fast paths need no test.
+// Stand in for a cache where a thread has none: not yet or for want of memory, and not any
+// more.  All their slots stay empty, so the fast paths need no test.
 constinit ThreadCache g_no_cache;
+constinit ThreadCache g_ended_cache;
+
+// Gives up what stood in for, or was, the cache of a thread that ends.
+void EndCache(ThreadCache* cache) noexcept;
+
+#if defined(_WIN32)
+
+// A slot of the system's, and word from the system when a thread ends.  gcc keeps
+// thread_local objects in memory that it frees before their destructors run, so that a
+// destructor would not find the cache again.
+
+constinit std::atomic<DWORD> g_cache_slot{TLS_OUT_OF_INDEXES};
+constinit bool g_is_unloading = false;
+
+inline ThreadCache* CacheNow() noexcept {
+  const DWORD slot = g_cache_slot.load(std::memory_order_relaxed);
+  if (slot == TLS_OUT_OF_INDEXES) return g_is_unloading ? &g_ended_cache : &g_no_cache;
+  // Reading a slot clears the error that a caller may be about to ask for.
+  const DWORD error = GetLastError();
+  void* const cache = TlsGetValue(slot);
+  SetLastError(error);
+  return cache != nullptr ? static_cast<ThreadCache*>(cache) : &g_no_cache;
+}
+
+// The caller holds the lock of the list of threads.
+bool ReserveCacheSlot() noexcept {
+  if (g_cache_slot.load(std::memory_order_relaxed) != TLS_OUT_OF_INDEXES) return true;
+  g_cache_slot.store(TlsAlloc(), std::memory_order_relaxed);
+  return g_cache_slot.load(std::memory_order_relaxed) != TLS_OUT_OF_INDEXES;
+}
+
+bool KeepCache(ThreadCache* cache) noexcept {
+  return TlsSetValue(g_cache_slot.load(std::memory_order_relaxed), cache) != 0;
+}
+
+void NTAPI OnThreadOrModule(void* /*module*/, DWORD reason, void* process_ends) {
+  const DWORD slot = g_cache_slot.load(std::memory_order_relaxed);
+  if (slot == TLS_OUT_OF_INDEXES) return;
+  if (reason == DLL_THREAD_DETACH) {
+    ThreadCache* const cache = CacheNow();
+    // Whoever uses a pool later on this thread does without a cache.
+    TlsSetValue(slot, &g_ended_cache);
+    EndCache(cache);
+  } else if (reason == DLL_PROCESS_DETACH && process_ends == nullptr) {
+    // Unloaded under threads that go on; nobody will tell when they end.
+    g_is_unloading = true;
+    g_cache_slot.store(TLS_OUT_OF_INDEXES, std::memory_order_relaxed);
+    TlsFree(slot);
+  }
+}
+
+#else
 
 constinit thread_local ThreadCache* t_cache ZEL_NEAR_THREAD_LOCAL = &g_no_cache;
-constinit thread_local bool t_is_ending ZEL_NEAR_THREAD_LOCAL = false;
+
+inline ThreadCache* CacheNow() noexcept {
+  return t_cache;
+}
+
+bool ReserveCacheSlot() noexcept {
+  return true;
+}
 
 // Ends a thread's cache when the thread ends.
 struct CacheEnder {
-  ~CacheEnder();
+  // Destructors of other thread-local objects may still use pools; they do
+  // without a cache from here on.
+  ~CacheEnder() { EndCache(std::exchange(t_cache, &g_ended_cache)); }
   // Makes the compiler construct the object, and thereby arrange its end.
   void Arm() noexcept { armed = true; }
   bool armed = false;
 };
 thread_local CacheEnder t_ender;
+
+bool KeepCache(ThreadCache* cache) noexcept {
+  t_ender.Arm();
+  t_cache = cache;
+  return true;
+}
+
+#endif
 
 // A list of free elements that changes hands as a whole.
 struct Batch {
@@ -151,19 +232,19 @@ std::size_t BatchFor(std::size_t element_size, int block_elements) noexcept {
   return std::min({kMostPerBatch, by_bytes, by_block});
 }
 
-// Splits `list`, which holds more than `count` elements, behind its first
-// `count`; the rest stays in `list`.
-Batch SplitOff(Batch& list, std::size_t count) noexcept {
-  Link* last = list.head;
-  for (std::size_t i = 1; i < count; ++i) last = NextOf(last);
-  const Batch front{list.head, count};
-  list.head = NextOf(last);
-  list.count -= count;
-  MakeLink(last, nullptr);
-  return front;
-}
-
 }  // namespace
+
+// For the address of an element this is its index in the block.  For any other
+// address it is larger than every index can be, so one comparison with the number
+// of elements answers for their boundaries and for the end of the block.
+template <class Block>
+inline std::uint64_t Zel_PoolAllocator::IndexIn(const Block& block,
+                                                const void* element) const noexcept {
+  const std::uint64_t offset =
+      reinterpret_cast<std::uintptr_t>(element) - block.base.load(std::memory_order_relaxed);
+  // The quotient for a multiple of the element size.
+  return std::rotr(offset * m_odd_inverse, static_cast<int>(m_twos));
+}
 
 // ------------------------------------------------------------------- Central
 //
@@ -179,38 +260,16 @@ struct Zel_PoolAllocator::Central {
   // Takes back a list of any length; never allocates.
   void Put(Batch list) noexcept {
     free_elements += list.count;
-    if (list.count >= batch && full.size() < full.capacity()) {
-      full.push_back(list);
-      return;
+    for (Link* link = list.head; link != nullptr;) {
+      Link* const next = NextOf(link);
+      PutIntoBlock(link);
+      link = next;
     }
-    // An odd count, or a batch for which the bookkeeping has no room (batches
-    // were larger when it was reserved): it joins the loose elements.
-    Link* last = list.head;
-    while (Link* const next = NextOf(last)) last = next;
-    MakeLink(last, loose.head);
-    loose.head = list.head;
-    loose.count += list.count;
-    StackLoose();
   }
 
-  // Up to a batch of free elements; an empty list when there are none.
-  Batch Take() noexcept {
-    Batch taken;
-    if (!full.empty()) {
-      taken = full.back();
-      full.pop_back();
-      if (taken.count > batch) {
-        full.push_back(taken);  // room is there: one was just removed
-        taken = SplitOff(full.back(), batch);
-      }
-    } else if (loose.count > batch) {
-      taken = SplitOff(loose, batch);
-    } else {
-      taken = std::exchange(loose, Batch());
-    }
-    free_elements -= taken.count;
-    return taken;
-  }
+  // Up to a batch of free elements, in ascending order as far as they are of one block; an
+  // empty list when there are none.
+  Batch Take() noexcept { return TakeUpTo(batch); }
 
   // Sets `fresh` to a range of never used elements and returns how many they
   // are, `most` at most; 0 when there are none and no block is to be had.
@@ -242,51 +301,20 @@ struct Zel_PoolAllocator::Central {
 
   // One element, for calls without a cache.
   void* TakeOne() noexcept {
-    if (loose.head == nullptr && !full.empty()) {
-      loose = full.back();
-      full.pop_back();
-    }
-    if (Link* const link = loose.head) {
-      loose.head = NextOf(link);
-      --loose.count;
-      --free_elements;
-      return link;
-    }
+    const Batch one = TakeUpTo(1);
+    if (one.count != 0) return one.head;
     char* fresh = nullptr;
     return Carve(1, fresh) != 0 ? fresh : nullptr;
   }
 
   void PutOne(void* element) noexcept {
-    loose.head = MakeLink(element, loose.head);
-    ++loose.count;
+    PutIntoBlock(element);
     ++free_elements;
-    StackLoose();
   }
 
-  // Reserves bookkeeping for the batches of `more_elements` elements on top of
-  // what there is, in steps that keep the cost per element constant.
-  bool ReserveBatches(std::size_t more_elements) noexcept {
-    const std::size_t needed = (total_elements + more_elements) / batch + 1;
-    if (needed <= full.capacity()) return true;
-    try {
-      full.reserve(std::max(needed, 2 * full.capacity()));
-    } catch (...) {
-      return false;
-    }
-    return true;
-  }
-
-  void SetBlockInfo(int elements, int expected_blocks) noexcept {
+  void SetBlockInfo(int elements) noexcept {
     block_elements.store(elements, std::memory_order_relaxed);
     batch = BatchFor(pool->m_element_size, elements);
-    if (elements > 0 && expected_blocks > 0) {
-      const std::size_t expected =
-          static_cast<std::size_t>(elements) * static_cast<std::size_t>(expected_blocks);
-      // An expectation is free of charge for whoever states it, so it isn't
-      // taken at its word beyond reason.
-      constexpr std::size_t kMostExpected = std::size_t{1} << 24;
-      static_cast<void>(ReserveBatches(std::min(expected, kMostExpected)));
-    }
   }
 
   void NoteUser(const ThreadCache* cache) noexcept {
@@ -302,9 +330,13 @@ struct Zel_PoolAllocator::Central {
   bool has_caches = false;
 
   std::size_t batch = 1;
-  std::vector<Batch> full;  // batches; see Put for the exact meaning of full
-  Batch loose;
-  std::uint64_t free_elements = 0;  // in `full` and `loose`
+
+  // Free elements are kept as one bit each in their block, so that they are handed out in the
+  // order of their addresses, in whatever order they came back.  Blocks that have some stand
+  // in a queue.
+  Block* first_with_free = nullptr;
+  Block* last_with_free = nullptr;
+  std::uint64_t free_elements = 0;
 
   char* block_start = nullptr;  // of the youngest block
   char* next_fresh = nullptr;
@@ -325,10 +357,45 @@ struct Zel_PoolAllocator::Central {
   Zel_PoolAllocator* next_pool = nullptr;
 
  private:
-  void StackLoose() noexcept {
-    if (loose.count >= batch && full.size() < full.capacity()) {
-      full.push_back(std::exchange(loose, Batch()));
+  static constexpr std::uint64_t kWordBits = 64;
+
+  void PutIntoBlock(const void* element) noexcept {
+    Block* const block = zel_page_map::FindOwn(element);
+    const std::uint64_t index = pool->IndexIn(*block, element);
+    const std::uint64_t word = index / kWordBits;
+    block->free[word] |= std::uint64_t{1} << (index % kWordBits);
+    block->first_free_word = std::min(block->first_free_word, word);
+    if (block->free_elements++ != 0) return;
+    block->next_with_free = nullptr;
+    (first_with_free == nullptr ? first_with_free : last_with_free->next_with_free) = block;
+    last_with_free = block;
+  }
+
+  Batch TakeUpTo(std::size_t most) noexcept {
+    Batch taken;
+    Link* last = nullptr;
+    while (taken.count < most && first_with_free != nullptr) {
+      Block& block = *first_with_free;
+      while (block.free[block.first_free_word] == 0) ++block.first_free_word;
+      std::uint64_t& word = block.free[block.first_free_word];
+      char* const base = reinterpret_cast<char*>(block.base.load(std::memory_order_relaxed));
+      const std::uint64_t first_index = block.first_free_word * kWordBits;
+      for (; word != 0 && taken.count < most; word &= word - 1) {
+        const std::uint64_t index = first_index + static_cast<unsigned>(std::countr_zero(word));
+        Link* const link = MakeLink(base + index * pool->m_element_size, nullptr);
+        if (last == nullptr) {
+          taken.head = link;
+        } else {
+          SetNext(last, link);
+        }
+        last = link;
+        ++taken.count;
+        --block.free_elements;
+      }
+      if (block.free_elements == 0) first_with_free = block.next_with_free;
     }
+    free_elements -= taken.count;
+    return taken;
   }
 
   bool AddBlock() noexcept {
@@ -337,7 +404,6 @@ struct Zel_PoolAllocator::Central {
     const auto elements = static_cast<std::size_t>(wanted);
     const std::size_t bytes =
         (elements * pool->m_element_size + kPageBytes - 1) & ~(kPageBytes - 1);
-    if (!ReserveBatches(elements)) return false;
     Block* const block = zel_page_map::NewBlock(pool, elements, bytes);
     if (block == nullptr) return false;
     block->next = blocks;
@@ -415,6 +481,10 @@ struct Zel_PoolThreads {
     ThreadCache* const cache = new (std::nothrow) ThreadCache;
     if (cache == nullptr) return nullptr;
     ThreadAPI_LockGuard guard(mutex);
+    if (!ReserveCacheSlot()) {
+      delete cache;
+      return nullptr;
+    }
     cache->next = caches;
     if (caches != nullptr) caches->previous = cache;
     caches = cache;
@@ -475,22 +545,21 @@ constinit Zel_PoolAllocator* Zel_PoolThreads::pools[kCachedPools] = {};
 
 namespace {
 
-CacheEnder::~CacheEnder() {
-  // Destructors of other thread-local objects may still use pools; they do
-  // without a cache from here on.
-  t_is_ending = true;
-  ThreadCache* const cache = std::exchange(t_cache, &g_no_cache);
-  if (cache != &g_no_cache) Zel_PoolThreads::RemoveThread(cache);
+void EndCache(ThreadCache* cache) noexcept {
+  if (cache != &g_no_cache && cache != &g_ended_cache) Zel_PoolThreads::RemoveThread(cache);
 }
 
 // This thread's cache, made on its first use; null when it can have none.
 ThreadCache* CacheOfThisThread() noexcept {
-  if (t_cache != &g_no_cache) return t_cache;
-  if (t_is_ending) return nullptr;
+  ThreadCache* const now = CacheNow();
+  if (now == &g_ended_cache) return nullptr;
+  if (now != &g_no_cache) return now;
   ThreadCache* const cache = Zel_PoolThreads::AddThread();
   if (cache == nullptr) return nullptr;
-  t_ender.Arm();
-  t_cache = cache;
+  if (!KeepCache(cache)) {
+    Zel_PoolThreads::RemoveThread(cache);
+    return nullptr;
+  }
   return cache;
 }
 
@@ -540,15 +609,16 @@ std::uint64_t InverseOfOdd(std::uint64_t odd) noexcept {
 
 // ------------------------------------------------------------------ The pool
 
-Zel_PoolAllocator::Zel_PoolAllocator(const char* name, short element_size, short expected_blocks,
-                                     int block_elements, int alignment, bool thread_caches)
+Zel_PoolAllocator::Zel_PoolAllocator(const char* name, short element_size,
+                                     short /*expected_blocks*/, int block_elements, int alignment,
+                                     bool thread_caches)
     : m_allocate_slot(kNoSlot),
       m_slot(kNoSlot),
       m_element_size(RoundedSize(element_size, alignment)),
       m_central(new Central(this, name)) {
   m_twos = static_cast<std::uint32_t>(std::countr_zero(m_element_size));
   m_odd_inverse = InverseOfOdd(m_element_size >> m_twos);
-  m_central->SetBlockInfo(block_elements, expected_blocks);
+  m_central->SetBlockInfo(block_elements);
   if (thread_caches) m_slot = Zel_PoolThreads::AddPool(this);
   m_allocate_slot.store(m_slot, std::memory_order_relaxed);
   Zel_PoolList::Add(this);
@@ -569,17 +639,11 @@ Zel_PoolAllocator::~Zel_PoolAllocator() {
 inline bool Zel_PoolAllocator::Holds(const void* element) const noexcept {
   const Block* const block = zel_page_map::Find(element);
   if (block == nullptr || block->pool.load(std::memory_order_acquire) != this) return false;
-  // For a multiple of the element size this is the quotient, the element's
-  // index.  For any other offset it is larger than every quotient can be, so
-  // one comparison answers for the boundary and for the end of the block.
-  const std::uint64_t offset =
-      reinterpret_cast<std::uintptr_t>(element) - block->base.load(std::memory_order_relaxed);
-  const std::uint64_t index = std::rotr(offset * m_odd_inverse, static_cast<int>(m_twos));
-  return index < block->elements.load(std::memory_order_relaxed);
+  return IndexIn(*block, element) < block->elements.load(std::memory_order_relaxed);
 }
 
 void* Zel_PoolAllocator::Allocate() noexcept {
-  Slot& slot = t_cache->slots[m_allocate_slot.load(std::memory_order_relaxed)];
+  Slot& slot = CacheNow()->slots[m_allocate_slot.load(std::memory_order_relaxed)];
   void* const element = TakeCached(slot, m_element_size);
   return ZEL_UNLIKELY(element == nullptr) ? AllocateSlowly() : element;
 }
@@ -627,7 +691,7 @@ void* Zel_PoolAllocator::AllocateSlowly() noexcept {
 bool Zel_PoolAllocator::AddToFreeList(void* element) noexcept {
   if (ZEL_UNLIKELY(!Holds(element))) return false;
   ReportIfFree(element);
-  Slot& slot = t_cache->slots[m_slot];
+  Slot& slot = CacheNow()->slots[m_slot];
   if (ZEL_UNLIKELY(Get(slot.active_count) >= slot.limit)) {
     AddSlowly(element);
     return true;
@@ -673,9 +737,9 @@ int Zel_PoolAllocator::GetCurrElementsInBlock() const noexcept {
   return m_central->block_elements.load(std::memory_order_relaxed);
 }
 
-void Zel_PoolAllocator::ResetBlockInfo(int elements, int expected_blocks) noexcept {
+void Zel_PoolAllocator::ResetBlockInfo(int elements, int /*expected_blocks*/) noexcept {
   ThreadAPI_LockGuard guard(m_central->mutex);
-  m_central->SetBlockInfo(elements, expected_blocks);
+  m_central->SetBlockInfo(elements);
 }
 
 void Zel_PoolAllocator::FailNextAllocations(int n) noexcept {
@@ -706,3 +770,19 @@ void Zel_PoolAllocator::VisitAll(const std::function<void(Zel_PoolAllocator&)>& 
 const char* Zel_PoolAllocator::GetName() const noexcept {
   return m_central->name.c_str();
 }
+
+// ------------------------------------------------------ Word from the system
+
+#if defined(_WIN32)
+// The system calls what stands in this section when a thread ends and when the module goes.
+#if defined(_MSC_VER)
+#pragma comment(linker, "/INCLUDE:_tls_used")
+#pragma comment(linker, "/INCLUDE:zel_pool_on_thread_or_module")
+#pragma section(".CRT$XLF", long, read)
+extern "C" __declspec(allocate(".CRT$XLF")) const PIMAGE_TLS_CALLBACK zel_pool_on_thread_or_module =
+    OnThreadOrModule;
+#else
+extern "C" const PIMAGE_TLS_CALLBACK zel_pool_on_thread_or_module
+    __attribute__((section(".CRT$XLF"), used)) = OnThreadOrModule;
+#endif
+#endif

@@ -370,6 +370,11 @@ TEST(Zel_PoolAllocatorThreads, LookUpsMayRunWhileOtherPoolsComeAndGo) {
   looker.join();
 }
 
+#if defined(__MINGW32__)
+TEST(Zel_PoolAllocatorThreads, ThreadLocalObjectsMayUsePoolsWhenTheyGo) {
+  GTEST_SKIP() << "mingw frees thread_local objects before it destroys them";
+}
+#else
 // An object of a thread that outlives the thread's caches: it is made before
 // the thread's first use of a pool, so it goes after them.
 struct LateInThread {
@@ -395,5 +400,6 @@ TEST(Zel_PoolAllocatorThreads, ThreadLocalObjectsMayUsePoolsWhenTheyGo) {
   EXPECT_EQ(0u, InUse(pool));
   EXPECT_EQ(0u, pool.GetStats().elements_cached);
 }
+#endif
 
 }  // namespace

@@ -64,7 +64,16 @@ std::wstring ToWide(const std::string& text) {
 }
 
 std::FILE* Open(const std::string& path) {
-  return _wfopen(ToWide(path).c_str(), L"rb");
+  const std::wstring wide = ToWide(path);
+  std::FILE* const file = _wfopen(wide.c_str(), L"rb");
+  if (file != nullptr) return file;
+  // As elsewhere: a folder is one, and what no file can be called does not exist.
+  const int error = errno;
+  const DWORD attributes = error == EACCES ? GetFileAttributesW(wide.c_str()) : 0;
+  const bool is_folder =
+      attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
+  errno = is_folder ? EISDIR : error == EINVAL ? ENOENT : error;
+  return nullptr;
 }
 
 // Size of a regular file, 0 for anything else.
@@ -160,7 +169,10 @@ bool IsPathSeparator(char c) {
 #endif
 
 std::string ErrorText(std::error_code error) {
-  std::string text = error.message();
+  // In the same words on every system, where they have words for it.
+  const std::error_condition condition = error.default_error_condition();
+  std::string text =
+      condition.category() == std::generic_category() ? condition.message() : error.message();
   if (!text.empty() && text[0] >= 'A' && text[0] <= 'Z') {
     text[0] = static_cast<char>(text[0] - 'A' + 'a');
   }

@@ -52,6 +52,11 @@ struct Zel_PoolStats {
 //         go to the pool each time.  When a thread ends, all it has cached
 //         goes back to the pool.
 //
+//         The pool keeps a bit for every free element of a block and hands
+//         them out in the order of their addresses, one block after the other.
+//         A tree that was dropped in an order unlike that of its making
+//         therefore leaves no scattered memory to the next one.
+//
 //         Invariant: elements in use + free in the pool + cached by threads
 //         == elements of all blocks.
 class TREE_PLATFORM_API Zel_PoolAllocator {
@@ -60,8 +65,8 @@ class TREE_PLATFORM_API Zel_PoolAllocator {
   // `element_size`    bytes per element; rounded up to a multiple of
   //                   `alignment`, and no padding is added beyond that.
   // `expected_blocks` how many blocks the caller expects the pool to grow to;
-  //                   room for their bookkeeping is reserved ahead.  It is
-  //                   never a limit; -1 (or 0) states no expectation.
+  //                   never a limit.  It states what callers know and has no
+  //                   effect: the bookkeeping needs no room ahead.
   // `block_elements`  elements per block.  0 or less: the pool takes no block,
   //                   so Allocate() yields null.
   // `alignment`       of every element, in bytes: 8 at least, 4096 at most;
@@ -119,6 +124,8 @@ class TREE_PLATFORM_API Zel_PoolAllocator {
   struct Central;
 
   bool Holds(const void* element) const noexcept;  // what Exist says
+  template <class Block>
+  std::uint64_t IndexIn(const Block& block, const void* element) const noexcept;
   void* AllocateSlowly() noexcept;
   void AddSlowly(void* element) noexcept;
 
