@@ -238,7 +238,11 @@ TEST(Writing, NamesTheFileThatCannotBeWritten) {
   const std::string below = folder / "file";
   WriteBytes(below, "x");
   ExpectLine(RunProgram({"export", "-", "-o", below + "/out.tree"}, "a = 1"), 1,
+#if defined(_WIN32)  // which does not tell the two apart
+             below + "/out.tree: no such file or directory");
+#else
              below + "/out.tree: not a directory");
+#endif
   EXPECT_EQ(folder.Names(), Names{"file"});
 }
 
@@ -416,6 +420,12 @@ TEST(Writing, ManyAtOnceLeaveOneWholeFile) {
                            " convert in.ini one.json && cmp out.json one.json";
   EXPECT_EQ(RunShell(line), 0);
   EXPECT_EQ(folder.Names(), (Names{"in.ini", "one.json", "out.json"}));
+}
+
+#else
+
+TEST(Writing, IsTestedWithModesLinksAndDevicesElsewhere) {
+  GTEST_SKIP() << "needs POSIX modes, links, devices and signals";
 }
 
 #endif

@@ -381,6 +381,12 @@ TEST(Program, ReportsThatItCouldNotWrite) {
             "cfgtree: standard output: bad file descriptor\n");
 }
 
+#else
+
+TEST(Program, IsTestedWithAShellElsewhere) {
+  GTEST_SKIP() << "needs a POSIX shell, /dev/full and /proc";
+}
+
 #endif
 
 }  // namespace

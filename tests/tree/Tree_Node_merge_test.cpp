@@ -887,13 +887,13 @@ TEST(WideMerge, LeavesTheOtherOfTwoToBeFoundFirst) {
       ASSERT_EQ(i % 2 == 0, found->IsLeaf()) << name;
       ASSERT_EQ(found.get(), result->Get(Bytes(name), result.get()));
     }
-    // What was moved is found once the others are gone.
-    for (int i = 0; i < kWidth / 2; ++i) {
+    // What was moved is found once the other is gone.  A few of them: to rename one of two
+    // of a name costs a scan.
+    for (int i = 0; i < 100; ++i) {
       ASSERT_TRUE(result->GetChildAt(i)->IsLeaf());
+      const RWCString name = result->GetChildAt(i)->GetKeyName();
       result->GetChildAt(i)->SetKeyName("away");
-    }
-    for (int i = 0; i < kWidth; ++i) {
-      ASSERT_EQ(2, result->Get(Bytes(Number("n", i)), result)->GetChildCount());
+      ASSERT_EQ(2, result->Get(name, result)->GetChildCount());
     }
   });
 }
