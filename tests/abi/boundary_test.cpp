@@ -96,7 +96,8 @@ TEST(Boundary, ArraysOfTheLibraryAreCastByTheClient) {
   Tree_NodePtr top = Plant("top(a(b=1))");
   const std::unique_ptr<Generic_String_Arr> found(top->Search("b", top, 0));
   ASSERT_NE(nullptr, found);
-  EXPECT_EQ(typeid(String_Arr), typeid(*found));
+  const Generic_String_Arr& array = *found;
+  EXPECT_EQ(typeid(String_Arr), typeid(array));
   EXPECT_NE(nullptr, dynamic_cast<String_Arr*>(found.get()));
   EXPECT_EQ(nullptr, dynamic_cast<Dynamic_String_Arr*>(found.get()));
 }

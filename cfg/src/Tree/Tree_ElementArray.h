@@ -52,7 +52,7 @@ class Tree_ElementArray {
     if (n > (std::numeric_limits<std::uint32_t>::max)()) {
       throw std::length_error("Tree_NodePtrVec: no room for so many children");
     }
-    iterator const larger = new value_type[n];
+    value_type* const larger = new value_type[n];
     std::copy(begin(), end(), larger);
     if (m_begin != m_few) delete[] m_begin;
     m_begin = larger;
