@@ -111,7 +111,8 @@ int Dynamic_String_Arr::FlattenToByteArray(char*& out) const {
     const auto slot = static_cast<std::size_t>(i);
     at = WriteNumber(at, m_lengths[slot]);
     // A slot without a string has length -1 and nothing to copy.
-    const auto bytes = static_cast<std::size_t>(m_lengths[slot] + 1);
+    const std::size_t bytes =
+        m_lengths[slot] < 0 ? 0 : static_cast<std::size_t>(m_lengths[slot]) + 1;
     if (bytes != 0) std::memcpy(at, m_strings[slot], bytes);
     at += bytes;
   }
