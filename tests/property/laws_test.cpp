@@ -24,30 +24,12 @@
 #include "Tree/Tree_Node.h"
 #include "property/settings.h"
 #include "support/LogCapture.h"
+#include "support/Random.h"
 #include "support/TreeMaking.h"
 
 namespace {
 
 // --- Random trees ---------------------------------------------------------------------
-
-class Random {
- public:
-  explicit Random(std::uint32_t seed) : m_engine(seed) {}
-
-  // From 0 to n - 1; 0 when n is not positive.
-  int Below(int n) {
-    return n <= 0 ? 0 : static_cast<int>(m_engine() % static_cast<std::uint32_t>(n));
-  }
-  bool OneIn(int n) { return Below(n) == 0; }
-
-  template <class T>
-  const T& Of(const std::vector<T>& from) {
-    return from[static_cast<std::size_t>(Below(static_cast<int>(from.size())))];
-  }
-
- private:
-  std::mt19937 m_engine;
-};
 
 // Which names and values a tree may have.
 struct Kind {

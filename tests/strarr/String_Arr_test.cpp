@@ -15,6 +15,7 @@
 
 #include "strarr/Generic_String_Arr.h"
 #include "support/TreeMaking.h"
+#include "support/VirtualSlots.h"
 
 namespace {
 
@@ -117,16 +118,6 @@ TEST(GenericStringArr, IsDestroyedThroughItsBase) {
 }
 
 #if defined(__GNUC__) && defined(__x86_64__)
-// Clients built against older versions call through slots by number.  Here a pointer
-// to a virtual member is its offset in the table plus one; the destructor takes two.
-template <class Method>
-std::ptrdiff_t SlotOf(Method method) {
-  std::ptrdiff_t words[2];
-  static_assert(sizeof method == sizeof words, "a pointer to a member is two words");
-  std::memcpy(words, &method, sizeof words);
-  return (words[0] - 1) / static_cast<std::ptrdiff_t>(sizeof(void*));
-}
-
 struct SlotsOfClear : Recorder {
   static std::ptrdiff_t Get() { return SlotOf(&SlotsOfClear::clear); }
 };

@@ -24,6 +24,7 @@
 #include "Tree/Tree_Node.h"
 #include "support/LiteralTree.h"
 #include "support/LogCapture.h"
+#include "support/Random.h"
 #include "support/TreeMaking.h"
 
 namespace {
@@ -179,20 +180,6 @@ const Operation kOperations[] = {
 #undef OPERATION
 
 // --- Random trees, changes and paths -------------------------------------------------
-
-class Random {
- public:
-  explicit Random(std::uint32_t seed) : m_engine(seed) {}
-
-  // From 0 to n - 1; 0 when n is not positive.
-  int Below(int n) {
-    return n <= 0 ? 0 : static_cast<int>(m_engine() % static_cast<std::uint32_t>(n));
-  }
-  bool OneIn(int n) { return Below(n) == 0; }
-
- private:
-  std::mt19937 m_engine;
-};
 
 RWCString RandomName(Random& random) {
   static const RWCString kOdd[] = {"",
