@@ -23,6 +23,11 @@ install(DIRECTORY cfg/src/Tree cfg/src/strarr inc/Zel platform/include/
   PATTERN Tree_PathSegments.h EXCLUDE
   PATTERN Tree_Statics.h EXCLUDE)
 
+# Copied by TreeMingwRuntime.cmake.
+foreach(name ${tree_runtime_dlls})
+  install(FILES ${CMAKE_RUNTIME_OUTPUT_DIRECTORY}/${name} DESTINATION ${CMAKE_INSTALL_BINDIR})
+endforeach()
+
 configure_package_config_file(cmake/TreeConfig.cmake.in TreeConfig.cmake
   INSTALL_DESTINATION ${package_dir})
 write_basic_package_version_file(TreeConfigVersion.cmake COMPATIBILITY SameMajorVersion)

@@ -4,10 +4,16 @@
 # Wine's services outlive the program that started them and hold on to its standard
 # streams, so whoever waits for the end of a test's output would wait for them, too.
 # Hence the server and the services are started ahead, with no streams of a test's.
+#
+# Now and then Wine itself dies when a process ends while one of its threads is still
+# ending: of SIGSEGV, which no Windows program can die of (an access violation there is exit
+# code 5).  Such a run, and no other, is repeated once; each is noted in the file
+# wine-crashes of the cache folder, and `./dev windows` tells how many there were.
 set -eu
 
+cache=${TREE_WINDOWS_CACHE:-${XDG_CACHE_HOME:-$HOME/.cache}/tree-windows}
 PATH=$PATH:/usr/lib/wine
-export WINEPREFIX="${TREE_WINDOWS_CACHE:-${XDG_CACHE_HOME:-$HOME/.cache}/tree-windows}/wine"
+export WINEPREFIX="$cache/wine"
 export WINEDEBUG=-all,err+module
 # Neither .NET nor a browser, no debugger that waits for a user, no menu entries.
 export WINEDLLOVERRIDES='mscoree,mshtml=;winedbg.exe=d;winemenubuilder.exe=d'
@@ -23,4 +29,16 @@ mkdir -p "$WINEPREFIX"
   fi
 ) 9>"$WINEPREFIX.lock"
 
-exec wine64 "$@"
+# Windows gives a process no more memory than it can back.  Wine has no such limit, and
+# takes a minute and gigabytes to think about a request for terabytes.  It lifts a limit that
+# may be lifted.
+ulimit -v 67108864 2>/dev/null || true  # a lower one is as good
+
+for attempt in first second; do
+  status=0
+  wine64 "$@" || status=$?
+  [ "$status" = 139 ] && [ "$attempt" = first ] || break
+  echo "$*" >>"$cache/wine-crashes"
+  echo "wine.sh: Wine has crashed; once again" >&2
+done
+exit "$status"

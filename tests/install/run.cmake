@@ -1,6 +1,7 @@
 # Builds and runs the client in one of the two ways: -DWAY=package or -DWAY=subproject.
 # -DSOURCE is the repository, -DBUILD the build tree to install from, -DWORK a scratch
-# folder, -DGENERATOR and -DCXX those of the build tree.
+# folder, -DGENERATOR and -DCXX those of the build tree, and so is -DTOOLCHAIN, its toolchain
+# file when it builds for another system.
 
 function(run)
   execute_process(COMMAND ${ARGN} RESULT_VARIABLE result OUTPUT_VARIABLE out ERROR_VARIABLE out)
@@ -11,6 +12,11 @@ endfunction()
 
 file(REMOVE_RECURSE ${WORK})
 set(arguments -G ${GENERATOR} -DCMAKE_CXX_COMPILER=${CXX} -DCMAKE_BUILD_TYPE=Release)
+if(TOOLCHAIN)
+  # Packages are looked for in the other system's folders and in this one alone.
+  list(APPEND arguments
+    -DCMAKE_TOOLCHAIN_FILE=${TOOLCHAIN} -DCMAKE_STAGING_PREFIX=${WORK}/prefix)
+endif()
 if(WAY STREQUAL "package")
   run(${CMAKE_COMMAND} --install ${BUILD} --prefix ${WORK}/prefix)
   list(APPEND arguments -DCMAKE_PREFIX_PATH=${WORK}/prefix)

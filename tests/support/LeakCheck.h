@@ -11,7 +11,8 @@
 //
 // INSIDE  Pools are compared by their elements in use, each pool for itself.  The
 //         heap is compared by the number of live blocks, which replacements of the
-//         global operator new and delete count.
+//         global operator new and delete count, or on Windows what RuntimeHeap.h puts
+//         behind them, and of short strings, whose memory comes from pools.
 //         Strings that were interned stay, and so do the blocks of a pool that grew
 //         and whatever a library makes on first use.  Each of these happens once: a
 //         test whose heap differs is run again, up to two times, when its strings are
@@ -20,7 +21,7 @@
 //         have used up the last one that the next test needs.)
 //
 // Under a sanitizer the heap is not counted, since the sanitizer looks after it; nor
-// on Windows, where each library has an operator new of its own.
+// with a compiler for Windows other than mingw's gcc.
 
 #ifndef TREE_TESTS_SUPPORT_LEAKCHECK_H
 #define TREE_TESTS_SUPPORT_LEAKCHECK_H
