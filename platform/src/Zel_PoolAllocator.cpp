@@ -105,14 +105,18 @@ constexpr unsigned kNoSlot = kCachedPools;
 struct alignas(64) Slot {
   Link* active = nullptr;  // taken from and returned to
   Link* spare = nullptr;   // a whole batch, or nothing
-  char* fresh = nullptr;   // never used elements, in ascending order
+  char* fresh = nullptr;   // free neighbours, in ascending order
   std::atomic<std::uint32_t> active_count{0};
   std::atomic<std::uint32_t> spare_count{0};
   std::atomic<std::uint32_t> fresh_count{0};
   // The active list takes elements up to here.  0 until the thread has
   // attached to the pool, which sends its first call to the slow path.
   std::uint32_t limit = 0;
+  // The block of the last element that came back; the next one is mostly of it.
+  std::uintptr_t home_base = 0;
+  std::uint64_t home_elements = 0;
 };
+static_assert(sizeof(Slot) == 64);
 
 // Plain loads and stores in effect: nobody else writes the counts.
 inline std::uint32_t Get(const std::atomic<std::uint32_t>& count) noexcept {
@@ -237,11 +241,9 @@ std::size_t BatchFor(std::size_t element_size, int block_elements) noexcept {
 // For the address of an element this is its index in the block.  For any other
 // address it is larger than every index can be, so one comparison with the number
 // of elements answers for their boundaries and for the end of the block.
-template <class Block>
-inline std::uint64_t Zel_PoolAllocator::IndexIn(const Block& block,
+inline std::uint64_t Zel_PoolAllocator::IndexIn(std::uintptr_t base,
                                                 const void* element) const noexcept {
-  const std::uint64_t offset =
-      reinterpret_cast<std::uintptr_t>(element) - block.base.load(std::memory_order_relaxed);
+  const std::uint64_t offset = reinterpret_cast<std::uintptr_t>(element) - base;
   // The quotient for a multiple of the element size.
   return std::rotr(offset * m_odd_inverse, static_cast<int>(m_twos));
 }
@@ -260,16 +262,69 @@ struct Zel_PoolAllocator::Central {
   // Takes back a list of any length; never allocates.
   void Put(Batch list) noexcept {
     free_elements += list.count;
+    Block* block = nullptr;
+    std::uintptr_t base = 0;
+    std::uint64_t elements = 0;
+    // Neighbours often come one after the other; their bits are set together.
+    std::uint64_t word = 0;
+    std::uint64_t bits = 0;
+    std::uint64_t bit_count = 0;
     for (Link* link = list.head; link != nullptr;) {
       Link* const next = NextOf(link);
-      PutIntoBlock(link);
+      std::uint64_t index = pool->IndexIn(base, link);
+      if (index / kWordBits != word || index >= elements) {
+        if (bits != 0) PutIntoBlock(*block, word, bits, bit_count);
+        bits = bit_count = 0;
+        if (index >= elements) {
+          block = zel_page_map::FindOwn(link);
+          base = block->base.load(std::memory_order_relaxed);
+          elements = block->elements.load(std::memory_order_relaxed);
+          index = pool->IndexIn(base, link);
+        }
+        word = index / kWordBits;
+      }
+      bits |= std::uint64_t{1} << (index % kWordBits);
+      ++bit_count;
       link = next;
     }
+    if (bits != 0) PutIntoBlock(*block, word, bits, bit_count);
   }
 
   // Up to a batch of free elements, in ascending order as far as they are of one block; an
   // empty list when there are none.
   Batch Take() noexcept { return TakeUpTo(batch); }
+
+  // Sets `fresh` to a range of free neighbours and returns how many they are, `most` at
+  // most; 0, and nothing happens, when the next free elements are no longer a range than it
+  // takes a list to be as good.
+  std::size_t TakeRange(std::size_t most, char*& fresh) noexcept {
+    if (first_with_free == nullptr) return 0;
+    Block& block = *first_with_free;
+    const std::uint64_t first = FirstFree(block);
+    std::uint64_t end = first;
+    for (;;) {
+      const std::uint64_t rest = block.free[end / kWordBits] >> (end % kWordBits);
+      const auto ones = static_cast<std::uint64_t>(std::countr_one(rest));
+      end += ones;
+      // A word that is full up to its end may go on in the next one.
+      if (ones == 0 || end % kWordBits != 0 || end - first >= most ||
+          end >= block.elements.load(std::memory_order_relaxed)) {
+        break;
+      }
+    }
+    const std::uint64_t count = std::min<std::uint64_t>(end - first, most);
+    if (count < kShortestRange) return 0;
+    for (std::uint64_t at = first; at < first + count;) {
+      const std::uint64_t bit = at % kWordBits;
+      const std::uint64_t bits = std::min(kWordBits - bit, first + count - at);
+      block.free[at / kWordBits] &= ~((~std::uint64_t{0} >> (kWordBits - bits)) << bit);
+      at += bits;
+    }
+    fresh = ElementAt(block, first);
+    TookFrom(block, count);
+    free_elements -= count;
+    return static_cast<std::size_t>(count);
+  }
 
   // Sets `fresh` to a range of never used elements and returns how many they
   // are, `most` at most; 0 when there are none and no block is to be had.
@@ -307,10 +362,7 @@ struct Zel_PoolAllocator::Central {
     return Carve(1, fresh) != 0 ? fresh : nullptr;
   }
 
-  void PutOne(void* element) noexcept {
-    PutIntoBlock(element);
-    ++free_elements;
-  }
+  void PutOne(void* element) noexcept { Put({MakeLink(element, nullptr), 1}); }
 
   void SetBlockInfo(int elements) noexcept {
     block_elements.store(elements, std::memory_order_relaxed);
@@ -359,16 +411,38 @@ struct Zel_PoolAllocator::Central {
  private:
   static constexpr std::uint64_t kWordBits = 64;
 
-  void PutIntoBlock(const void* element) noexcept {
-    Block* const block = zel_page_map::FindOwn(element);
-    const std::uint64_t index = pool->IndexIn(*block, element);
-    const std::uint64_t word = index / kWordBits;
-    block->free[word] |= std::uint64_t{1} << (index % kWordBits);
-    block->first_free_word = std::min(block->first_free_word, word);
-    if (block->free_elements++ != 0) return;
-    block->next_with_free = nullptr;
-    (first_with_free == nullptr ? first_with_free : last_with_free->next_with_free) = block;
-    last_with_free = block;
+  // Fewer neighbours are handed out as a list.
+  static constexpr std::uint64_t kShortestRange = 8;
+
+  // `bits` are those of elements that come back, of the 64 that `word` is for.
+  void PutIntoBlock(Block& block, std::uint64_t word, std::uint64_t bits,
+                    std::uint64_t bit_count) noexcept {
+    block.free[word] |= bits;
+    block.first_free_word = std::min(block.first_free_word, word);
+    const bool had_none = block.free_elements == 0;
+    block.free_elements += bit_count;
+    if (!had_none) return;
+    block.next_with_free = nullptr;
+    (first_with_free == nullptr ? first_with_free : last_with_free->next_with_free) = &block;
+    last_with_free = &block;
+  }
+
+  // To be called when elements of the first block of the queue were taken.
+  void TookFrom(Block& block, std::uint64_t count) noexcept {
+    block.free_elements -= count;
+    if (block.free_elements == 0) first_with_free = block.next_with_free;
+  }
+
+  // Of a block that has free elements.
+  static std::uint64_t FirstFree(Block& block) noexcept {
+    while (block.free[block.first_free_word] == 0) ++block.first_free_word;
+    return block.first_free_word * kWordBits +
+           static_cast<unsigned>(std::countr_zero(block.free[block.first_free_word]));
+  }
+
+  char* ElementAt(const Block& block, std::uint64_t index) const noexcept {
+    return reinterpret_cast<char*>(block.base.load(std::memory_order_relaxed)) +
+           index * pool->m_element_size;
   }
 
   Batch TakeUpTo(std::size_t most) noexcept {
@@ -376,23 +450,17 @@ struct Zel_PoolAllocator::Central {
     Link* last = nullptr;
     while (taken.count < most && first_with_free != nullptr) {
       Block& block = *first_with_free;
-      while (block.free[block.first_free_word] == 0) ++block.first_free_word;
-      std::uint64_t& word = block.free[block.first_free_word];
-      char* const base = reinterpret_cast<char*>(block.base.load(std::memory_order_relaxed));
-      const std::uint64_t first_index = block.first_free_word * kWordBits;
-      for (; word != 0 && taken.count < most; word &= word - 1) {
-        const std::uint64_t index = first_index + static_cast<unsigned>(std::countr_zero(word));
-        Link* const link = MakeLink(base + index * pool->m_element_size, nullptr);
-        if (last == nullptr) {
-          taken.head = link;
-        } else {
-          SetNext(last, link);
-        }
-        last = link;
-        ++taken.count;
-        --block.free_elements;
+      const std::uint64_t index = FirstFree(block);
+      block.free[index / kWordBits] &= ~(std::uint64_t{1} << (index % kWordBits));
+      TookFrom(block, 1);
+      Link* const link = MakeLink(ElementAt(block, index), nullptr);
+      if (last == nullptr) {
+        taken.head = link;
+      } else {
+        SetNext(last, link);
       }
-      if (block.free_elements == 0) first_with_free = block.next_with_free;
+      last = link;
+      ++taken.count;
     }
     free_elements -= taken.count;
     return taken;
@@ -525,6 +593,7 @@ struct Zel_PoolThreads {
     Set(slot.spare_count, 0);
     Set(slot.fresh_count, 0);
     slot.limit = 0;
+    slot.home_elements = 0;
   }
 
   static void Return(const Zel_PoolAllocator& pool, const ThreadCache& cache, Slot& slot) noexcept {
@@ -636,10 +705,12 @@ Zel_PoolAllocator::~Zel_PoolAllocator() {
   delete m_central;
 }
 
-inline bool Zel_PoolAllocator::Holds(const void* element) const noexcept {
+// The block that `element` is an element of; null when it is none of this pool.
+inline const Block* Zel_PoolAllocator::BlockOf(const void* element) const noexcept {
   const Block* const block = zel_page_map::Find(element);
-  if (block == nullptr || block->pool.load(std::memory_order_acquire) != this) return false;
-  return IndexIn(*block, element) < block->elements.load(std::memory_order_relaxed);
+  if (block == nullptr || block->pool.load(std::memory_order_acquire) != this) return nullptr;
+  const std::uint64_t index = IndexIn(block->base.load(std::memory_order_relaxed), element);
+  return index < block->elements.load(std::memory_order_relaxed) ? block : nullptr;
 }
 
 void* Zel_PoolAllocator::Allocate() noexcept {
@@ -680,18 +751,30 @@ void* Zel_PoolAllocator::AllocateSlowly() noexcept {
     ThreadAPI_LockGuard guard(central.mutex);
     central.NoteUser(cache);
     slot.limit = static_cast<std::uint32_t>(central.batch);
-    const Batch batch = central.Take();
-    slot.active = batch.head;
-    Set(slot.active_count, batch.count);
-    if (batch.count == 0) Set(slot.fresh_count, central.Carve(central.batch, slot.fresh));
+    std::size_t range = central.TakeRange(central.batch, slot.fresh);
+    if (range == 0) {
+      const Batch batch = central.Take();
+      slot.active = batch.head;
+      Set(slot.active_count, batch.count);
+      if (batch.count == 0) range = central.Carve(central.batch, slot.fresh);
+    }
+    Set(slot.fresh_count, range);
   }
   return TakeCached(slot, m_element_size);
 }
 
 bool Zel_PoolAllocator::AddToFreeList(void* element) noexcept {
-  if (ZEL_UNLIKELY(!Holds(element))) return false;
-  ReportIfFree(element);
   Slot& slot = CacheNow()->slots[m_slot];
+  if (ZEL_UNLIKELY(IndexIn(slot.home_base, element) >= slot.home_elements)) {
+    const Block* const block = BlockOf(element);
+    if (block == nullptr) return false;
+    // What stands in for a missing cache belongs to all threads and is never written.
+    if (slot.limit != 0) {
+      slot.home_base = block->base.load(std::memory_order_relaxed);
+      slot.home_elements = block->elements.load(std::memory_order_relaxed);
+    }
+  }
+  ReportIfFree(element);
   if (ZEL_UNLIKELY(Get(slot.active_count) >= slot.limit)) {
     AddSlowly(element);
     return true;
@@ -730,7 +813,7 @@ void Zel_PoolAllocator::AddSlowly(void* element) noexcept {
 }
 
 bool Zel_PoolAllocator::Exist(const void* element) const noexcept {
-  return Holds(element);
+  return BlockOf(element) != nullptr;
 }
 
 int Zel_PoolAllocator::GetCurrElementsInBlock() const noexcept {

@@ -36,8 +36,12 @@ class TREE_PLATFORM_API autoptrthreadsafe_internal_data {
 
   // One handle more.
   void Raise() noexcept { m_count.fetch_add(1, std::memory_order_seq_cst); }
-  // One handle less; true when it was the last.
-  bool Lower() noexcept { return m_count.fetch_sub(1, std::memory_order_seq_cst) == 1; }
+  // One handle less; true when it was the last.  The last one need not write the count:
+  // nobody is left who could ask for it.
+  bool Lower() noexcept {
+    return m_count.load(std::memory_order_acquire) == 1 ||
+           m_count.fetch_sub(1, std::memory_order_seq_cst) == 1;
+  }
 
   std::uint32_t Count() const noexcept { return m_count.load(std::memory_order_relaxed); }
   bool OwnsNode() const noexcept { return m_owns_node != 0; }

@@ -8,6 +8,10 @@
 
 #include "TreePlatform_Export.h"
 
+namespace zel_page_map {
+struct Block;
+}
+
 // What a pool holds.  Exact when no other thread is at work on the pool,
 // otherwise a close guess.
 struct Zel_PoolStats {
@@ -46,11 +50,10 @@ struct Zel_PoolStats {
 //         with three dependent loads, a multiplication and a comparison.
 //
 //         Every thread keeps, per pool, up to two lists of free elements (the
-//         one in use and a spare) and a range of elements that were never
-//         used.  It trades whole batches with the pool, under the pool's lock,
-//         so a thread that takes and returns at the edge of a batch does not
-//         go to the pool each time.  When a thread ends, all it has cached
-//         goes back to the pool.
+//         one in use and a spare) and a range of free neighbours.  It trades whole batches with the
+//         pool, under the pool's lock, so a thread that takes and returns at the edge of a batch
+//         does not go to the pool each time.  When a thread ends, all it has cached goes back to
+//         the pool.
 //
 //         The pool keeps a bit for every free element of a block and hands
 //         them out in the order of their addresses, one block after the other.
@@ -123,9 +126,8 @@ class TREE_PLATFORM_API Zel_PoolAllocator {
   friend struct Zel_PoolThreads;
   struct Central;
 
-  bool Holds(const void* element) const noexcept;  // what Exist says
-  template <class Block>
-  std::uint64_t IndexIn(const Block& block, const void* element) const noexcept;
+  const zel_page_map::Block* BlockOf(const void* element) const noexcept;
+  std::uint64_t IndexIn(std::uintptr_t base, const void* element) const noexcept;
   void* AllocateSlowly() noexcept;
   void AddSlowly(void* element) noexcept;
 
