@@ -22,18 +22,19 @@
 //         removed.  Two pointers of one container are equal exactly when their
 //         strings are.
 //
-// INSIDE  Strings stand in buffers of fly_size slots that never move.  The index is
-//         an open-addressing hash table whose cells are written once: a cell holds
-//         the address of a slot and, in its upper 16 bits, a piece of the hash, so
-//         that hardly any probe reads a string in vain.
-//         A full table is replaced by one of twice the size; the old one stays for
-//         the readers that may still be in it.
+// INSIDE  Strings stand in buffers of fly_size slots that never move; permanent ones
+//         stand beside their texts, wherever those are, and the buffers are only
+//         counted.  The index is an open-addressing hash table whose cells are written
+//         once: a cell holds the address of a slot and, in its upper 16 bits, a piece
+//         of the hash, so that hardly any probe reads a string in vain.
+//         A full table is replaced by one of four times the size; the old one stays
+//         for the readers that may still be in it.
 //         Invariant: a slot is filled before the cell that names it is published,
 //         and never written again.  That is why look-ups take no lock and write no
 //         shared memory, whatever other threads insert meanwhile.
 //
 // T is a string type with hash(), data(), length(), ==, and the static functions
-// hash(bytes, length) and Permanent(string) of RWCString.
+// hash(bytes, length) and PermanentObject(string) of RWCString.
 //
 // Threads: a container made with thread_safe may be used from any thread; inserts
 // are exclusive.  Another one belongs to whoever serialises its use.
@@ -94,10 +95,11 @@ class Zel_FlyweightContainer {
   void GrowIndex();
   void ExpendBuffer();
   std::size_t SlotsPerBuffer() const;
+  const T* Store(const T& s);
 
   ThreadAPI_RWSpinLock m_lock;
   Mutex m_mutex;
-  T* m_buffer = nullptr;    // the buffer being filled
+  T* m_buffer = nullptr;    // the buffer being filled; null where they are only counted
   std::int32_t m_fly_size;  // slots per buffer, or kNoBuffers
   std::int32_t m_next_free = 0;
   bool m_thread_safe;
@@ -204,10 +206,17 @@ const T* Zel_FlyweightContainer<T>::insert_value(const T& s) {
   if (const T* found = Find(s.data(), s.length(), hash)) return found;
 
   GrowIndex();
-  T* const slot = m_buffer + m_next_free;
-  *slot = m_texts == Texts::kPermanent ? T::Permanent(s) : s;
+  const T* const slot = Store(s);
   Enter(slot, hash);
   ++m_next_free;
+  return slot;
+}
+
+template <class T>
+const T* Zel_FlyweightContainer<T>::Store(const T& s) {
+  if (m_texts == Texts::kPermanent) return T::PermanentObject(s);
+  T* const slot = m_buffer + m_next_free;
+  *slot = s;
   return slot;
 }
 
@@ -246,7 +255,7 @@ void Zel_FlyweightContainer<T>::GrowIndex() {
   const Table& old = *m_index.load(std::memory_order_relaxed);
   if (CellsFor(m_stored + 1) <= old.mask + 1) return;
 
-  auto larger = std::make_unique<Table>((old.mask + 1) * 2);
+  auto larger = std::make_unique<Table>((old.mask + 1) * 4);
   for (std::size_t i = 0; i <= old.mask; ++i) {
     const std::uint64_t cell = old.cells[i].load(std::memory_order_relaxed);
     if (cell == 0) continue;
@@ -261,7 +270,8 @@ void Zel_FlyweightContainer<T>::GrowIndex() {
 // Intended: "Expend" is how the operation and its line have always been spelled.
 template <class T>
 void Zel_FlyweightContainer<T>::ExpendBuffer() {
-  m_buffers.push_back(std::make_unique<T[]>(SlotsPerBuffer()));
+  m_buffers.push_back(m_texts == Texts::kPermanent ? nullptr
+                                                   : std::make_unique<T[]>(SlotsPerBuffer()));
   m_buffer = m_buffers.back().get();
   m_next_free = 0;
 }

@@ -1,15 +1,14 @@
 #include "rw/RWCString.h"
 
 #include <algorithm>
-#include <cstdlib>
+#include <cstddef>
 #include <functional>
 #include <new>
 #include <ostream>
 #include <stdexcept>
 #include <string_view>
 
-#include "ThreadAPI/Mutex.h"
-#include "ThreadAPI/ThreadAPI_LockGuard.h"
+#include "RWCString_Memory.h"
 #include "rw/RWBoundsErr.h"
 
 #if defined(_MSC_VER) && defined(_M_X64)
@@ -111,66 +110,26 @@ std::uint64_t Hash64(const char* bytes, std::size_t length) noexcept {
   return MultiplyAndFold(mixed ^ kSecret2, static_cast<std::uint64_t>(length) ^ kSecret1);
 }
 
-// ------------------------------------------------- Memory of permanent texts
-//
-// Chunks are filled from the front and never freed.  They are chained from a
-// static, so that leak checkers see them as reachable.
-
-struct Chunk {
-  Chunk* next;
-};
-
-constexpr std::size_t kChunkBytes = std::size_t{64} * 1024;
-
-// Larger texts get a chunk of their own: they would waste the rest of the
-// present chunk.
-constexpr std::size_t kLargeText = kChunkBytes / 8;
-
-constinit Mutex g_arena_mutex;
-constinit Chunk* g_chunks = nullptr;
-constinit char* g_arena_next = nullptr;
-constinit std::size_t g_arena_left = 0;
-
-char* NewChunk(std::size_t bytes) {
-  // Not operator new: whoever counts its calls looks for what has to be given back.
-  Chunk* const chunk = static_cast<Chunk*>(std::malloc(sizeof(Chunk) + bytes));
-  if (chunk == nullptr) throw std::bad_alloc();
-  chunk->next = g_chunks;
-  g_chunks = chunk;
-  return reinterpret_cast<char*>(chunk + 1);
-}
-
-// `bytes` of permanent memory, aligned to 8.
-char* ArenaAllocate(std::size_t bytes) {
-  bytes = (bytes + 7) & ~static_cast<std::size_t>(7);
-  ThreadAPI_LockGuard guard(g_arena_mutex);
-  if (bytes > kLargeText) return NewChunk(bytes);
-  if (bytes > g_arena_left) {
-    g_arena_left = 0;
-    g_arena_next = NewChunk(kChunkBytes - sizeof(Chunk));
-    g_arena_left = kChunkBytes - sizeof(Chunk);
-  }
-  char* const memory = g_arena_next;
-  g_arena_next += bytes;
-  g_arena_left -= bytes;
-  return memory;
-}
-
 }  // namespace
 
 // ------------------------------------------------------- Representations
 
-constinit RWCString::Rep RWCString::s_empty[2] = {{{kUncounted}, 0, 0, {0}}, {{0}, 0, 0, {0}}};
+constinit RWCString::Rep RWCString::s_empty[2] = {{{kUncounted}, 0, {0}}, {{0}, 0, {0}}};
+
+inline RWCString::CountedRep* RWCString::Counted(Rep* rep) noexcept {
+  return reinterpret_cast<CountedRep*>(reinterpret_cast<char*>(rep) - offsetof(CountedRep, rep));
+}
 
 // A counted representation for `length` bytes, with room for `capacity` at
 // least; the caller fills in the bytes, the zero behind them is there.
 RWCString::Rep* RWCString::NewRep(std::size_t length, std::size_t capacity) {
   if (length > kMaxLength) ThrowLength();
-  // Heaps hand out multiples of 16; the rest of the last one is usable room.
-  const std::size_t bytes = (sizeof(Rep) + capacity + 1 + 15) & ~static_cast<std::size_t>(15);
-  const std::size_t room = std::min(bytes - sizeof(Rep) - 1, kMaxLength);
-  Rep* const rep = new (::operator new(bytes))
-      Rep{{1}, static_cast<std::uint32_t>(length), static_cast<std::uint32_t>(room), {0}};
+  // What a piece of memory has beyond the need is usable room.
+  const std::size_t size = rwcstring_memory::GoodSize(sizeof(CountedRep) + capacity + 1);
+  const std::size_t room = std::min(size - sizeof(CountedRep) - 1, kMaxLength);
+  CountedRep* const whole = new (rwcstring_memory::Take(size))
+      CountedRep{static_cast<std::uint32_t>(room), {{1}, static_cast<std::uint32_t>(length), {0}}};
+  Rep* const rep = &whole->rep;
   rep->Bytes()[length] = '\0';
   return rep;
 }
@@ -183,7 +142,9 @@ RW_NOT_INLINED void RWCString::ReleaseCounted(Rep* rep) noexcept {
   // count of a representation that nobody else holds.
   if (rep->count.load(std::memory_order_acquire) == 1 ||
       rep->count.fetch_sub(1, std::memory_order_acq_rel) == 1) {
-    ::operator delete(rep);
+    CountedRep* const whole = Counted(rep);
+    rwcstring_memory::GiveBack(
+        whole, rwcstring_memory::GoodSize(sizeof(CountedRep) + whole->capacity + std::size_t{1}));
   }
 }
 
@@ -218,17 +179,38 @@ RWCString::RWCString(const char* bytes, std::size_t length) : m_rep(s_empty) {
   std::memcpy(m_rep->Bytes(), bytes, length);
 }
 
-RWCString RWCString::Permanent(const RWCString& text) {
+// The hash is computed now, so that the representation is never written again.
+inline RWCString::Rep* RWCString::MakePermanent(void* memory, const RWCString& text) {
   const std::size_t length = text.length();
-  if (length == 0) return RWCString();
-  if ((text.m_rep->count.load(std::memory_order_relaxed) & kUncounted) != 0) return text;
-  const auto size = static_cast<std::uint32_t>(length);
-  // The hash is computed now, so that the representation is never written
-  // again.
   Rep* const rep =
-      new (ArenaAllocate(sizeof(Rep) + length + 1)) Rep{{kUncounted}, size, size, {text.hash()}};
+      new (memory) Rep{{kUncounted}, static_cast<std::uint32_t>(length), {text.hash()}};
   std::memcpy(rep->Bytes(), text.data(), length + 1);
-  return RWCString(rep, Adopt::kRep);
+  return rep;
+}
+
+RWCString RWCString::Permanent(const RWCString& text) {
+  if (text.isNull()) return RWCString();
+  if (IsPermanent(text.m_rep)) return text;
+  void* const memory =
+      rwcstring_memory::TakePermanent(sizeof(Rep) + text.length() + 1, alignof(Rep));
+  return RWCString(MakePermanent(memory, text), Adopt::kRep);
+}
+
+struct RWCString::PermanentText {
+  RWCString object;
+  Rep rep;
+};
+
+const RWCString* RWCString::PermanentObject(const RWCString& text) {
+  if (text.isNull() || IsPermanent(text.m_rep)) {
+    return new (rwcstring_memory::TakePermanent(sizeof(RWCString), alignof(RWCString)))
+        RWCString(Permanent(text));
+  }
+  // The bytes begin where the header ends, not behind the padding of the whole.
+  char* const memory = static_cast<char*>(rwcstring_memory::TakePermanent(
+      offsetof(PermanentText, rep) + sizeof(Rep) + text.length() + 1, alignof(PermanentText)));
+  Rep* const rep = MakePermanent(memory + offsetof(PermanentText, rep), text);
+  return new (memory) RWCString(rep, Adopt::kRep);
 }
 
 // --------------------------------------------------------------- Changes
@@ -244,7 +226,7 @@ char* RWCString::OpenGap(std::size_t pos, std::size_t removed, std::size_t added
   const std::size_t rest = old_length - pos - removed;
   if (added > kMaxLength - pos - rest) ThrowLength();
   const std::size_t new_length = pos + added + rest;
-  if (IsAlone() && new_length <= m_rep->capacity) {
+  if (IsAlone() && new_length <= Counted(m_rep)->capacity) {
     char* const bytes = m_rep->Bytes();
     std::memmove(bytes + pos + added, bytes + pos + removed, rest);
     bytes[new_length] = '\0';
@@ -355,8 +337,9 @@ std::size_t RWCString::index(char c, std::size_t start) const noexcept {
 }
 
 std::size_t RWCString::last(char c) const noexcept {
+  const char* const bytes = data();
   for (std::size_t i = length(); i > 0; --i) {
-    if (data()[i - 1] == c) return i - 1;
+    if (bytes[i - 1] == c) return i - 1;
   }
   return RW_NPOS;
 }

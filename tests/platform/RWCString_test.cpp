@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <cstdint>
 #include <random>
 #include <set>
 #include <sstream>
@@ -13,6 +14,7 @@
 #include <utility>
 #include <vector>
 
+#include "Zel/Zel_PoolAllocator.h"
 #include "rw/RWBoundsErr.h"
 
 namespace {
@@ -546,10 +548,35 @@ TEST(RWCString, PermanentStringsHaveTheSameContents) {
     EXPECT_NE(text.data(), permanent.data());
     EXPECT_EQ('\0', permanent.data()[permanent.length()]);
     EXPECT_EQ(text.hash(), permanent.hash());
-    EXPECT_EQ(0u, reinterpret_cast<std::uintptr_t>(permanent.data()) % 8);
+    EXPECT_EQ(0u, reinterpret_cast<std::uintptr_t>(permanent.data()) % 4);
     EXPECT_EQ(permanent.data(), RWCString::Permanent(permanent).data());
   }
   EXPECT_TRUE(RWCString::Permanent(RWCString()).isNull());
+}
+
+TEST(RWCString, PermanentObjectsStandBesideTheirBytes) {
+  for (const std::string& bytes :
+       {"x"s, "a\0b"s, std::string(100, 'y'), std::string(9000, 'z'), std::string(200000, 'w')}) {
+    const RWCString text = Make(bytes);
+    const RWCString* const object = RWCString::PermanentObject(text);
+    EXPECT_EQ(bytes, Text(*object));
+    EXPECT_EQ('\0', object->data()[object->length()]);
+    EXPECT_EQ(text.hash(), object->hash());
+    EXPECT_EQ(0u, reinterpret_cast<std::uintptr_t>(object) % alignof(RWCString));
+    EXPECT_LT(object->data() - reinterpret_cast<const char*>(object), 32);
+
+    // A text that is permanent already is not copied again; each object is another.
+    const RWCString* const again = RWCString::PermanentObject(*object);
+    EXPECT_NE(object, again);
+    EXPECT_EQ(object->data(), again->data());
+    RWCString changed(*object);
+    changed.append("!");
+    EXPECT_EQ(bytes, Text(*object));
+  }
+  EXPECT_TRUE(RWCString::PermanentObject(RWCString())->isNull());
+  RWCString emptied("text");
+  emptied.resize(0);
+  EXPECT_TRUE(RWCString::PermanentObject(emptied)->isNull());
 }
 
 TEST(RWCString, PermanentTextOutlivesAllItsStrings) {
@@ -588,6 +615,100 @@ TEST(RWCString, PermanentStringsDoNotOverlap) {
         "text " + std::to_string(i) + std::string(static_cast<std::size_t>(i % 97), '.');
     ASSERT_EQ(expected, Text(texts[static_cast<std::size_t>(i)]));
   }
+}
+
+// -------------------------------------------------------------- Its memory
+
+TEST(RWCString, HoldsTextsOfEverySize) {
+  for (int round = 0; round < 3; ++round) {
+    std::vector<RWCString> texts;
+    for (std::size_t length = 0; length <= 300; ++length) {
+      texts.push_back(Make(std::string(length, static_cast<char>('a' + length % 26))));
+    }
+    for (std::size_t length = 0; length <= 300; ++length) {
+      RWCString& text = texts[length];
+      ASSERT_EQ(std::string(length, static_cast<char>('a' + length % 26)), Text(text));
+      // A change finds room for exactly what it needs.
+      text.append('!', length % 40);
+      ASSERT_EQ(length + length % 40, text.length());
+      ASSERT_EQ('\0', text.data()[text.length()]);
+    }
+    for (std::size_t length = 0; length <= 300; ++length) {
+      ASSERT_EQ(
+          std::string(length, static_cast<char>('a' + length % 26)) + std::string(length % 40, '!'),
+          Text(texts[length]));
+    }
+  }
+}
+
+// Under AddressSanitizer strings have no pools.
+std::vector<Zel_PoolAllocator*> PoolsOfStrings() {
+  std::vector<Zel_PoolAllocator*> pools;
+  Zel_PoolAllocator::VisitAll([&pools](Zel_PoolAllocator& pool) {
+    if (pool.GetName() == "RWCString"s) pools.push_back(&pool);
+  });
+  return pools;
+}
+
+std::uint64_t PooledStrings() {
+  std::uint64_t sum = 0;
+  for (Zel_PoolAllocator* const pool : PoolsOfStrings()) sum += pool->GetStats().elements_in_use;
+  return sum;
+}
+
+TEST(RWCString, ShortTextsStandInPools) {
+  const std::vector<Zel_PoolAllocator*> pools = PoolsOfStrings();
+  const std::uint64_t before = PooledStrings();
+  const std::size_t longest = pools.empty() ? 0 : pools.back()->GetElementSize() - 17;
+  for (std::size_t length = 1; length <= 300; ++length) {
+    const RWCString text = Make(std::string(length, 'x'));
+    const RWCString shared(text);
+    EXPECT_EQ(before + (length <= longest ? 1 : 0), PooledStrings()) << "length " << length;
+  }
+  EXPECT_EQ(before, PooledStrings());
+}
+
+TEST(RWCString, GoesToTheHeapWhenAPoolYieldsNothing) {
+  for (std::size_t length = 1; length <= 130; ++length) {
+    const std::uint64_t before = PooledStrings();
+    for (Zel_PoolAllocator* const pool : PoolsOfStrings()) pool->FailNextAllocations(3);
+    RWCString first = Make(std::string(length, 'x'));
+    const RWCString second = Make(std::string(length, 'y'));
+    EXPECT_EQ(before, PooledStrings());
+    first.append('!', 1);
+    for (Zel_PoolAllocator* const pool : PoolsOfStrings()) pool->FailNextAllocations(0);
+    EXPECT_EQ(std::string(length, 'x') + "!", Text(first));
+    EXPECT_EQ(std::string(length, 'y'), Text(second));
+  }
+}
+
+TEST(RWCString, MayEndOnAnotherThreadThanItBegan) {
+  const std::uint64_t before = PooledStrings();
+  std::vector<RWCString> texts;
+  std::thread([&texts] {
+    for (std::size_t i = 0; i < 20000; ++i) texts.push_back(Make(std::string(1 + i % 150, 'a')));
+  }).join();
+  for (std::size_t i = 0; i < texts.size(); ++i) {
+    ASSERT_EQ(std::string(1 + i % 150, 'a'), Text(texts[i]));
+  }
+  std::thread([&texts] {
+    for (std::size_t i = 0; i < texts.size(); i += 2) texts[i] = RWCString();
+  }).join();
+  texts.clear();
+  EXPECT_EQ(before, PooledStrings());
+}
+
+TEST(RWCString, MayEndWithItsThread) {
+  const std::uint64_t before = PooledStrings();
+  for (int i = 0; i < 3; ++i) {
+    std::thread([] {
+      thread_local RWCString kept;
+      kept = Make(std::string(40, 'k'));
+      thread_local std::vector<RWCString> many(100, kept);
+      for (std::size_t k = 0; k < many.size(); ++k) many[k].append('!', k);
+    }).join();
+  }
+  EXPECT_EQ(before, PooledStrings());
 }
 
 // -------------------------------------------------------------- The rest

@@ -6,6 +6,7 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <cstddef>
 #include <memory>
 #include <set>
@@ -211,6 +212,52 @@ TEST(FlyweightThreads, AgreeWhenTheReadersWritersLockCannotBeUsed) {
     ASSERT_NO_FATAL_FAILURE(InternTogether(container));
   }
   ZelGLog.SetLevel(5);
+}
+
+// A small container doubles its index many times.  Readers must find what is stored all the
+// while, whether it is on its way to another cell or not.
+TEST(InterningThreads, FindWhatIsStoredWhileTheIndexGrows) {
+  using Container = Zel_FlyweightContainer<RWCString>;
+  constexpr int kKnown = 30;
+  constexpr int kNew = 20000;
+  for (const Container::Texts texts :
+       {Container::Texts::kWithContainer, Container::Texts::kPermanent}) {
+    Container container(true, 10, texts);
+    std::vector<std::string> known;
+    std::vector<const RWCString*> stored;
+    for (int i = 0; i < kKnown; ++i) {
+      known.push_back(Text("known", static_cast<int>(texts), i));
+      stored.push_back(container.GetValue(Rw(known.back()), true));
+    }
+    std::atomic<bool> growing{true};
+    std::atomic<int> wrong{0};
+    Crew crew(kWorkers);
+    crew.Run([&](int worker) {
+      if (worker == 0) {
+        for (int i = 0; i < kNew; ++i) {
+          container.GetValue(Rw(Text("new", static_cast<int>(texts), i)), true);
+        }
+        growing = false;
+        return;
+      }
+      do {
+        for (std::size_t i = 0; i < known.size(); ++i) {
+          if (container.Find(known[i].data(), known[i].size()) != stored[i]) ++wrong;
+          if (container.GetValue(Rw(known[i]), true) != stored[i]) ++wrong;
+        }
+        if (container.Find("unknown", 7) != nullptr) ++wrong;
+      } while (growing);
+    });
+    EXPECT_EQ(0, wrong);
+    std::set<const RWCString*> all(stored.begin(), stored.end());
+    for (int i = 0; i < kNew; ++i) {
+      const std::string text = Text("new", static_cast<int>(texts), i);
+      const RWCString* const found = container.Find(text.data(), text.size());
+      ASSERT_NE(nullptr, found) << text;
+      all.insert(found);
+    }
+    EXPECT_EQ(static_cast<std::size_t>(kKnown + kNew), all.size());
+  }
 }
 
 }  // namespace

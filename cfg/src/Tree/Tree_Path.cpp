@@ -32,10 +32,17 @@ void Tree_Path::SetPath(const RWCString& path) {
 }
 
 char* Tree_Path::GetRootAsCharPtr() {
+  std::size_t length = 0;
+  return NextSegment(length);
+}
+
+// `length` is set unless the result is null.
+char* Tree_Path::NextSegment(std::size_t& length) {
   if (m_buffer == nullptr) return nullptr;
   char* const segment = m_cursor;
+  length = std::strlen(segment);
   if (m_current < m_count) {
-    m_cursor += std::strlen(m_cursor) + 1;
+    m_cursor += length + 1;
     ++m_current;
   } else if (m_current == m_count) {
     ++m_current;

@@ -1,6 +1,8 @@
 #ifndef TREE_TREE_PATH_H
 #define TREE_TREE_PATH_H
 
+#include <cstddef>
+
 #include "Tree/Tree_Api.h"
 #include "rw/RWCString.h"
 
@@ -46,6 +48,9 @@ class TREE_API Tree_Path {
   int IsOnlyRoot();
 
  private:
+  friend class Tree_PathReader;
+
+  char* NextSegment(std::size_t& length);
   void InitSpaces(const RWCString& path);
   void CopyFrom(const Tree_Path& other);
 
@@ -54,7 +59,8 @@ class TREE_API Tree_Path {
   int m_current;   // 1-based number of the next segment; -1 when never set
   int m_count;     // number of segments
   char* m_cursor;  // first character of the next segment
-  char* m_buffer;  // the path with every backslash overwritten by a zero byte
+  // The path with every backslash overwritten by a zero byte; of operator new.
+  char* m_buffer;
 };
 
 #endif  // TREE_TREE_PATH_H

@@ -5,7 +5,6 @@
 
 #include <algorithm>
 #include <cstddef>
-#include <cstring>
 
 #include "Tree/Tree_Path.h"
 #include "rw/RWCString.h"
@@ -22,9 +21,10 @@ class Tree_PathReader {
   explicit Tree_PathReader(Tree_Path& path) : m_path(path) {}
 
   Tree_PathSegment Next() {
-    const char* const text = m_path.GetRootAsCharPtr();
+    std::size_t length = 0;
+    const char* const text = m_path.NextSegment(length);
     // A path that was never set names nothing but the node where it starts.
-    return text == nullptr ? Tree_PathSegment{"", 0} : Tree_PathSegment{text, std::strlen(text)};
+    return text == nullptr ? Tree_PathSegment{"", 0} : Tree_PathSegment{text, length};
   }
   bool WasLast() { return m_path.IsOnlyRoot() != 0; }
 

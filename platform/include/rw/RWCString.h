@@ -141,18 +141,27 @@ class TREE_PLATFORM_API RWCString {
   // a string that is not permanent already takes new memory.
   static RWCString Permanent(const RWCString& text);
 
+  // The same as an object that lives as long.  Object and bytes stand side by side, so that
+  // whoever comes from elsewhere waits for memory once.
+  static const RWCString* PermanentObject(const RWCString& text);
+
  private:
-  // The header of a shared representation; the bytes and a zero byte follow.
+  // The header of a shared representation; the bytes and a zero byte follow.  What is
+  // counted stands in a CountedRep.
   struct Rep {
     // Bit 31 marks a representation that is not counted.  2^31 copies of one
     // counted string would set it: the representation is then never freed.
     std::atomic<std::uint32_t> count;
     std::uint32_t length;
-    std::uint32_t capacity;           // bytes it has room for, without the zero
     std::atomic<std::uint32_t> hash;  // 0 while it isn't known
 
     char* Bytes() noexcept { return reinterpret_cast<char*>(this + 1); }
   };
+  struct CountedRep {
+    std::uint32_t capacity;  // bytes it has room for, without the zero
+    Rep rep;
+  };
+  struct PermanentText;
   static constexpr std::uint32_t kUncounted = 0x80000000u;
   static constexpr std::size_t kMaxLength = 0xFFFFFFFFu - 16u;
 
@@ -161,12 +170,10 @@ class TREE_PLATFORM_API RWCString {
   RWCString(Rep* rep, Adopt) noexcept : m_rep(rep) {}
 
   static void Share(Rep* rep) noexcept {
-    if ((rep->count.load(std::memory_order_relaxed) & kUncounted) == 0) {
-      rep->count.fetch_add(1, std::memory_order_relaxed);
-    }
+    if (!IsPermanent(rep)) rep->count.fetch_add(1, std::memory_order_relaxed);
   }
   static void Release(Rep* rep) noexcept {
-    if ((rep->count.load(std::memory_order_relaxed) & kUncounted) == 0) ReleaseCounted(rep);
+    if (!IsPermanent(rep)) ReleaseCounted(rep);
   }
   static void ReleaseCounted(Rep* rep) noexcept;
 
@@ -189,6 +196,11 @@ class TREE_PLATFORM_API RWCString {
   [[noreturn]] static void ThrowLength();
 
   static Rep* NewRep(std::size_t length, std::size_t capacity);
+  static CountedRep* Counted(Rep* rep) noexcept;
+  static bool IsPermanent(const Rep* rep) noexcept {
+    return (rep->count.load(std::memory_order_relaxed) & kUncounted) != 0;
+  }
+  static Rep* MakePermanent(void* memory, const RWCString& text);
   bool IsAlone() const noexcept;
   std::size_t GrownCapacity(std::size_t length) const noexcept;
   char* OpenGap(std::size_t pos, std::size_t removed, std::size_t added, RWCString& former);
