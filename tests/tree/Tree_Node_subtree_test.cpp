@@ -413,7 +413,7 @@ TEST(TreeNodeDuplicate, HasRoomForItsChildrenAndNoMore) {
     int arrays;  // blocks of the heap for the children vector
   };
   // Few children need no array of their own.
-  const RoomCase cases[] = {{10, 0}, {12, 0}, {13, 1}, {20, 1}};
+  const RoomCase cases[] = {{9, 0}, {10, 0}, {11, 1}, {20, 1}};
   for (const RoomCase& c : cases) {
     SCOPED_TRACE(c.children);
     Tree_NodePtr top = Inner("top");

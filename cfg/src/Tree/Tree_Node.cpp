@@ -120,18 +120,23 @@ void Tree_Node::SetKeyName(RWCString name) {
 
 void Tree_Node::Rename(const RWCString* interned_name) {
   const RWCString* const old_name = std::exchange(m_key_name, interned_name);
+  Tree_NodePtrVec* const siblings = ListedIn();
+  if (siblings != nullptr) siblings->ChildRenamed(this);
   if (m_index_group == 0) return;
-  // Only a parent that lists this node is sure to be there.  The pool is asked as well
-  // because a caller may have put another node into this one's handle: what a pool holds
-  // of a parent that is gone can be read and has no children.
-  const bool readable = m_parent != nullptr && m_is_listed && m_NodesPool.Exist(m_parent);
-  Tree_NodePtrVec* const siblings = readable ? m_parent->m_children : nullptr;
   Tree_NameIndex* const index = siblings == nullptr ? nullptr : siblings->Index();
   if (index != nullptr) {
     index->ChildRenamed(siblings->m_elements, this, old_name);
   } else {
     Tree_NameIndex::Renamed(this);
   }
+}
+
+// Only a parent that lists this node is sure to be there.  The pool is asked as well
+// because a caller may have put another node into this one's handle: what a pool holds
+// of a parent that is gone can be read and has no children.
+Tree_NodePtrVec* Tree_Node::ListedIn() const {
+  const bool readable = m_parent != nullptr && m_is_listed && m_NodesPool.Exist(m_parent);
+  return readable ? m_parent->m_children : nullptr;
 }
 
 int Tree_Node::GetId() {
@@ -147,6 +152,8 @@ Tree_Node* Tree_Node::GetParent() {
 }
 
 void Tree_Node::SetParent(Tree_Node* parent) {
+  // What lists this node will not hear of its next name.
+  if (Tree_NodePtrVec* const siblings = ListedIn()) siblings->DropShortcuts();
   m_parent = parent;
   m_is_listed = false;
   m_parent_was_set = true;

@@ -402,10 +402,13 @@ class TREE_API Tree_Node {
   // Changes the name and tells whoever has listed this node under the old one.
   void Rename(const RWCString* interned_name);
 
+  // The vector that lists this node, null where that is not certain.
+  Tree_NodePtrVec* ListedIn() const;
+
   // The text of the value, empty when there is none.
   RWCString ValueText();
 
-  // Gives this node a vector of children, with room for `capacity` of them.
+  // Gives this node, which has none, a vector of children with room for `capacity`.
   void MakeChildren(int capacity);
   void FreeChildren() noexcept;
   bool BeginDestroy();
@@ -419,6 +422,8 @@ class TREE_API Tree_Node {
   // another handle; a refused node stays in the caller's.
   void InsertNew(Tree_NodePtr&& child, int child_index, int capacity_hint);
   bool AddNew(Tree_NodePtr&& child);
+  // Lists it behind all others without a word; this node must not be a leaf.
+  void AppendNew(Tree_NodePtr&& child, int capacity_hint);
 
   // What the public constructors make of a name that is not empty.
   static Tree_Node* NewNode(const char* name, std::size_t length, Tree_Value* value);
@@ -445,10 +450,15 @@ class TREE_API Tree_Node {
 
   Tree_NodePtr* FindChild(const char* name, std::size_t length) const;
   Tree_NodePtr* FindChild(const RWCString& name) const;
-  // The handle of the node at a path, null when there is none; `this_ptr` for an empty
-  // path.  The other forms read the path where it stands instead of copying it.
+  // The handle of the node at a path and the vector that it stands in.  The handle is null
+  // when there is no such node, and `this_ptr`, which stands in none, for an empty path.
+  // The other forms read the path where it stands instead of copying it.
+  struct Place {
+    Tree_NodePtr* handle = nullptr;
+    const Tree_NodePtrVec* list = nullptr;
+  };
   template <class Segments>
-  Tree_NodePtr* Walk(Segments& segments, Tree_NodePtr& this_ptr);
+  Place Walk(Segments& segments, Tree_NodePtr& this_ptr);
   Tree_NodePtr* NodeAt(const RWCString& path, Tree_NodePtr& this_ptr);
   Tree_NodePtr* NodeAt(const char* path, std::size_t length, Tree_NodePtr& this_ptr);
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cassert>
+#include <cstdint>
 #include <cstring>
 #include <memory>
 #include <new>
@@ -11,8 +12,32 @@
 #include "Tree/Tree_Log.h"
 #include "Tree/Tree_NameIndex.h"
 #include "Tree/Tree_Node.h"
+#include "Tree/Tree_Prefetch.h"
 
 namespace {
+
+// A shortcut has a tag in its upper bits and an address, that of a vector when the lowest
+// bit is set.
+constexpr std::uint64_t kTagMask = ~std::uint64_t{0} << 48;
+constexpr std::uint64_t kIsVector = 1;
+
+std::uint64_t AddressBits(const void* object) {
+  return static_cast<std::uint64_t>(reinterpret_cast<std::uintptr_t>(object));
+}
+
+const void* AddressIn(std::uint64_t shortcut) {
+  return reinterpret_cast<const void*>(
+      static_cast<std::uintptr_t>(shortcut & ~(kTagMask | kIsVector)));
+}
+
+// A vector is looked through; it takes three cache lines.
+void PrefetchTarget(std::uint64_t shortcut) {
+  const char* const target = static_cast<const char*>(AddressIn(shortcut));
+  Tree_Prefetch(target);
+  if ((shortcut & kIsVector) == 0) return;
+  Tree_Prefetch(target + 64);
+  Tree_Prefetch(target + 128);
+}
 
 bool EqualsZeroTerminated(const RWCString& name, const char* text, std::size_t length) {
   return name.length() >= length && std::memcmp(name.data(), text, length) == 0 &&
@@ -21,10 +46,10 @@ bool EqualsZeroTerminated(const RWCString& name, const char* text, std::size_t l
 
 }  // namespace
 
-Tree_NodePtrVec::Tree_NodePtrVec() : m_index(nullptr), m_dropped(-1) {}
+Tree_NodePtrVec::Tree_NodePtrVec() : m_index(nullptr), m_dropped(-1), m_gave_away(false) {}
 
 Tree_NodePtrVec::Tree_NodePtrVec(const Tree_NodePtrVec& other)
-    : m_elements(other.m_elements), m_index(nullptr), m_dropped(-1) {}
+    : m_elements(other.m_elements), m_index(nullptr), m_dropped(-1), m_gave_away(false) {}
 
 Tree_NodePtrVec& Tree_NodePtrVec::operator=(const Tree_NodePtrVec& other) {
   if (this == &other) return *this;
@@ -46,6 +71,12 @@ int Tree_NodePtrVec::entries() {
 }
 
 Tree_NodePtr& Tree_NodePtrVec::at(int i) {
+  Tree_NodePtr& handle = HandleAt(i);
+  GiveAway();
+  return handle;
+}
+
+Tree_NodePtr& Tree_NodePtrVec::HandleAt(int i) const {
   const auto position = static_cast<std::size_t>(i);
   if (position >= m_elements.size()) RWBoundsErr::Raise(i, m_elements.size());
   return *m_elements[position];
@@ -68,7 +99,7 @@ void Tree_NodePtrVec::insertAt(int i, Tree_NodePtr& p) {
 }
 
 void Tree_NodePtrVec::removeAt(int i) {
-  Tree_NodePtr* const element = &at(i);
+  Tree_NodePtr* const element = &HandleAt(i);
   const auto position = static_cast<std::size_t>(i);
   m_elements.erase(m_elements.begin() + i);
   IndexRemoved(position, element);
@@ -102,13 +133,21 @@ void Tree_NodePtrVec::DeleteElement(Tree_NodePtr* element) noexcept {
 }
 
 void Tree_NodePtrVec::InsertElement(std::size_t position, Tree_NodePtr* element) {
+  const Tree_Node* const child = element->get();
   try {
-    m_elements.insert(m_elements.begin() + static_cast<std::ptrdiff_t>(position), element);
+    if (position == m_elements.size()) {
+      m_elements.push_back(element, ShortcutTo(child));
+    } else {
+      m_elements.insert(m_elements.begin() + static_cast<std::ptrdiff_t>(position), element,
+                        ShortcutTo(child));
+    }
   } catch (...) {
     DeleteElement(element);
     throw;
   }
-  IndexInserted(position);
+  // The rename of such a node need not find this vector.
+  if (child != nullptr && child->m_parent_was_set) DropShortcuts();
+  if (!m_elements.HasWords()) IndexInserted(position);
 }
 
 void Tree_NodePtrVec::Append(Tree_NodePtr&& p) {
@@ -120,7 +159,7 @@ void Tree_NodePtrVec::TakeOut(int position) {
 }
 
 void Tree_NodePtrVec::CloseGaps() {
-  m_elements.erase(std::remove(m_elements.begin(), m_elements.end(), nullptr), m_elements.end());
+  m_elements.EraseNulls();
   if (Tree_NameIndex* const index = Index()) index->Break();
 }
 
@@ -129,7 +168,7 @@ void Tree_NodePtrVec::MoveToEnd(Tree_NodePtr* element) {
   // There is room for it again, so that nothing fails half-way.
   m_elements.erase(m_elements.begin() + position);
   IndexRemoved(static_cast<std::size_t>(position), element);
-  m_elements.push_back(element);
+  m_elements.push_back(element, ShortcutTo(element->get()));
   IndexInserted(m_elements.size() - 1);
 }
 
@@ -154,24 +193,50 @@ int Tree_NodePtrVec::PositionOf(const Tree_NodePtr* element) const {
   return static_cast<int>(found - m_elements.begin());
 }
 
-Tree_NodePtr* Tree_NodePtrVec::Find(const RWCString* name) const {
-  if (name == nullptr) return nullptr;
+Tree_NodePtrVec::Found Tree_NodePtrVec::FindOnPath(const RWCString* name) const {
+  if (name == nullptr) return {};
+  if (m_elements.HasWords()) return FindByShortcut(name);
   const Tree_NameIndex* const index = CurrentIndex();
-  if (index == nullptr) return Scan(name);
+  if (index == nullptr) return At(Scan(name));
   Tree_NodePtr* const found = index->Find(name);
   // A caller may have put another node into the handle since it was listed.
-  if (found != nullptr && (found->isNull() || (*found)->m_key_name != name)) return Scan(name);
-  return found;
+  if (found != nullptr && (found->isNull() || (*found)->m_key_name != name)) return At(Scan(name));
+  return At(found);
 }
 
-Tree_NodePtr* Tree_NodePtrVec::FindZeroTerminated(const char* text, std::size_t length) const {
+Tree_NodePtrVec::Found Tree_NodePtrVec::FindZeroTerminated(const char* text,
+                                                           std::size_t length) const {
   if (tree_interning::AnyNameHasZeroByte()) {
     const Tree_NameIndex* const index = CurrentIndex();
     if (index == nullptr || index->ListsNamesWithZeroBytes()) {
-      return ScanZeroTerminated(text, length);
+      return At(ScanZeroTerminated(text, length));
     }
   }
-  return Find(tree_interning::Find(text, length));
+  return FindOnPath(tree_interning::Find(text, length));
+}
+
+Tree_NodePtrVec::Found Tree_NodePtrVec::At(Tree_NodePtr* handle) {
+  if (handle == nullptr) return {};
+  return {handle, (*handle)->m_children};
+}
+
+Tree_NodePtrVec::Found Tree_NodePtrVec::FindByShortcut(const RWCString* name) const {
+  const Shortcut tag = TagOf(name);
+  for (std::size_t i = 0; i < m_elements.size(); ++i) {
+    const Shortcut shortcut = m_elements.WordAt(i);
+    if (((shortcut ^ tag) & kTagMask) != 0) continue;
+    PrefetchTarget(shortcut);
+    Tree_NodePtr* const handle = m_elements[i];
+    const Tree_Node* const node = handle->get();
+    // Another node, or one whose name has the same tag.
+    if (node == nullptr || node->m_key_name != name) return At(Scan(name));
+    // The result is the shortcut's, read again, though it equals what the node tells: a
+    // processor goes on along the path without waiting for the node.
+    const bool is_confirmed = (AddressBits(node->m_children) ^ shortcut) << 16 == kIsVector << 16;
+    if (!is_confirmed) return At(handle);
+    return {handle, static_cast<const Tree_NodePtrVec*>(AddressIn(m_elements.WordAt(i)))};
+  }
+  return m_gave_away.load(std::memory_order_relaxed) ? At(ScanReplaced(name)) : Found{};
 }
 
 Tree_NodePtr* Tree_NodePtrVec::Scan(const RWCString* name) const {
@@ -182,12 +247,50 @@ Tree_NodePtr* Tree_NodePtrVec::Scan(const RWCString* name) const {
   return nullptr;
 }
 
+// Only looks at nodes that are not those which the shortcuts are for.
+Tree_NodePtr* Tree_NodePtrVec::ScanReplaced(const RWCString* name) const {
+  for (std::size_t i = 0; i < m_elements.size(); ++i) {
+    const Tree_Node* const node = m_elements[i]->get();
+    if (node == nullptr || node == AddressIn(m_elements.WordAt(i))) continue;
+    if (node->m_key_name == name) return m_elements[i];
+  }
+  return nullptr;
+}
+
 Tree_NodePtr* Tree_NodePtrVec::ScanZeroTerminated(const char* text, std::size_t length) const {
   for (Tree_NodePtr* element : m_elements) {
     const Tree_Node* const node = element->get();
     if (node != nullptr && EqualsZeroTerminated(*node->m_key_name, text, length)) return element;
   }
   return nullptr;
+}
+
+// Multiplication spreads the addresses, which differ in their middle bits.
+Tree_NodePtrVec::Shortcut Tree_NodePtrVec::TagOf(const RWCString* name) {
+  return (AddressBits(name) * 0x9E3779B97F4A7C15u) & kTagMask;
+}
+
+Tree_NodePtrVec::Shortcut Tree_NodePtrVec::ShortcutTo(const Tree_Node* child) {
+  if (child == nullptr) return 0;
+  const Shortcut tag = TagOf(child->m_key_name);
+  if (child->m_children == nullptr) return tag | AddressBits(child);
+  return tag | AddressBits(child->m_children) | kIsVector;
+}
+
+void Tree_NodePtrVec::ChildRenamed(const Tree_Node* child) noexcept {
+  if (!m_elements.HasWords()) return;
+  for (std::size_t i = 0; i < m_elements.size(); ++i) {
+    if (m_elements[i]->get() == child) m_elements.SetWord(i, ShortcutTo(child));
+  }
+}
+
+void Tree_NodePtrVec::ChildGotChildren(const Tree_Node* child) noexcept {
+  if (!m_elements.HasWords()) return;
+  for (std::size_t i = m_elements.size(); i-- > 0;) {
+    if (AddressIn(m_elements.WordAt(i)) != child) continue;
+    m_elements.SetWord(i, ShortcutTo(child));
+    return;
+  }
 }
 
 const Tree_NameIndex* Tree_NodePtrVec::CurrentIndex() const {

@@ -20,7 +20,17 @@ class Tree_NameIndex;
 //         that is why look-ups can return references to handles.
 // INSIDE  Wide vectors keep an index from name to handle (Tree_NameIndex).  Whoever
 //         changes the vector keeps it up to date; a child that is renamed reports
-//         it.  Narrow vectors have none and are scanned.
+//         it.
+//
+//         Narrow vectors keep a shortcut for each handle: 16 bits that follow from the
+//         child's name, so that a look-up passes by the others without going to them, and
+//         where the next step down a path leads, the child's own vector if it has one and
+//         else the child.  A step then waits for one access to memory instead of three.
+//         Invariant, while there are shortcuts: the bits are those of the name of the node
+//         that was put into the handle by this vector.  The address is a hint; it is
+//         followed where the child confirms it.  A caller may put another node into
+//         a handle that the vector gave away; a look-up that finds no name then goes
+//         to all children.
 //
 // Ownership: the vector owns its handles and drops them when it goes.
 //
@@ -71,7 +81,7 @@ class TREE_API Tree_NodePtrVec {
   friend class Tree_Node;
 
   // From this many children on a vector keeps an index.
-  static constexpr std::size_t kIndexedFrom = 24;
+  static constexpr std::size_t kIndexedFrom = Tree_ElementArray::kMostWithWords + 1;
 
   static Tree_NodePtr* NewElement(Tree_NodePtr&& p);
   static void FreeElement(Tree_NodePtr* element) noexcept;
@@ -98,15 +108,45 @@ class TREE_API Tree_NodePtrVec {
   // The position of one of this vector's handles.
   int PositionOf(const Tree_NodePtr* element) const;
 
-  // The first handle whose node bears the interned name `name`, null when there is
-  // none.
-  Tree_NodePtr* Find(const RWCString* name) const;
+  // A handle, null when there is none, and the vector below its node where that is known.
+  struct Found {
+    Tree_NodePtr* handle = nullptr;
+    const Tree_NodePtrVec* below = nullptr;
+  };
+
+  // The first handle whose node bears the interned name `name`.
+  Tree_NodePtr* Find(const RWCString* name) const { return FindOnPath(name).handle; }
+  Found FindOnPath(const RWCString* name) const;
 
   // The same for a text without zero bytes, but names are equal when they are up to
   // their first zero byte.
-  Tree_NodePtr* FindZeroTerminated(const char* text, std::size_t length) const;
+  Found FindZeroTerminated(const char* text, std::size_t length) const;
 
+  // What at() returns, for the library's own reading.
+  Tree_NodePtr& HandleAt(int i) const;
+
+  // To be called before a handle is given to a caller who may put another node into it.
+  void GiveAway() const noexcept {
+    if (!m_gave_away.load(std::memory_order_relaxed)) {
+      m_gave_away.store(true, std::memory_order_relaxed);
+    }
+  }
+
+  // To be called when a child has another name, or a vector for the first time.
+  void ChildRenamed(const Tree_Node* child) noexcept;
+  void ChildGotChildren(const Tree_Node* child) noexcept;
+
+  // Without shortcuts a look-up in a narrow vector goes to all children.
+  void DropShortcuts() noexcept { m_elements.DropWords(); }
+
+  using Shortcut = Tree_ElementArray::Word;
+  static Shortcut TagOf(const RWCString* name);
+  static Shortcut ShortcutTo(const Tree_Node* child);
+
+  static Found At(Tree_NodePtr* handle);
+  Found FindByShortcut(const RWCString* name) const;
   Tree_NodePtr* Scan(const RWCString* name) const;
+  Tree_NodePtr* ScanReplaced(const RWCString* name) const;
   Tree_NodePtr* ScanZeroTerminated(const char* text, std::size_t length) const;
 
   Tree_NameIndex* Index() const { return m_index.load(std::memory_order_acquire); }
@@ -118,6 +158,7 @@ class TREE_API Tree_NodePtrVec {
   Tree_ElementArray m_elements;
   mutable std::atomic<Tree_NameIndex*> m_index;  // null while the vector is narrow
   int m_dropped;  // handles that DropNext() let go, -1 while the vector is in use
+  mutable std::atomic<bool> m_gave_away;  // see GiveAway()
 
   static Zel_PoolAllocator& m_pPrivatePool;
 };

@@ -27,7 +27,7 @@ Tree_NodePtr Tree_Node::GetChangesTreeNode(Tree_NodePtr& node) {
   for (;;) {
     Level& level = way.back();
     if (level.next < level.count) {
-      Tree_Node* const child = level.source->m_children->at(level.next++).get();
+      Tree_Node* const child = level.source->m_children->HandleAt(level.next++).get();
       if (child == nullptr) continue;
       if (!child->IsLeaf()) {
         if (child->GetChildCount() != 0) enter(child);

@@ -46,7 +46,7 @@ int Tree_Node::Insert(Tree_NodePtr& new_child, int child_index, int capacity_hin
   // position is a good one.
   child->m_parent = this;
   child->m_is_listed = false;
-  MakeChildren(capacity_hint);
+  if (m_children == nullptr) MakeChildren(capacity_hint);
   m_children->insertAt(child_index, child);
   child->m_is_listed = true;
   TREE_LOG("Insert", tree_log::kTrace, "End Insert(Tree_NodePtr& new_child, int child_index)\n");
@@ -62,11 +62,15 @@ void Tree_Node::InsertNew(Tree_NodePtr&& child, int child_index, int capacity_hi
   TREE_LOG("Insert", tree_log::kTrace,
            "Start Insert(Tree_NodePtr& new_child = %d, int child_index = %d)\n", child_index,
            capacity_hint);
+  AppendNew(std::move(child), capacity_hint);
+  TREE_LOG("Insert", tree_log::kTrace, "End Insert(Tree_NodePtr& new_child, int child_index)\n");
+}
+
+void Tree_Node::AppendNew(Tree_NodePtr&& child, int capacity_hint) {
   child->m_parent = this;
   child->m_is_listed = true;
-  MakeChildren(capacity_hint);
+  if (m_children == nullptr) MakeChildren(capacity_hint);
   m_children->Append(std::move(child));
-  TREE_LOG("Insert", tree_log::kTrace, "End Insert(Tree_NodePtr& new_child, int child_index)\n");
 }
 
 bool Tree_Node::AddNew(Tree_NodePtr&& child) {
@@ -76,10 +80,12 @@ bool Tree_Node::AddNew(Tree_NodePtr&& child) {
 }
 
 void Tree_Node::MakeChildren(int capacity) {
-  if (m_children != nullptr) return;
   void* memory = m_sChildTreeNodeVec.Allocate();
   if (memory == nullptr) memory = ::operator new(sizeof(Tree_NodePtrVec));
   m_children = ::new (memory) Tree_NodePtrVec;
+  // A child that is renamed finds only a parent that comes from the pool.
+  if (!m_NodesPool.Exist(this)) m_children->DropShortcuts();
+  if (Tree_NodePtrVec* const siblings = ListedIn()) siblings->ChildGotChildren(this);
   if (capacity > 0) m_children->resize(capacity);
 }
 
@@ -99,7 +105,7 @@ int Tree_Node::Remove(int child_index) {
              "Remove(int child_index) : children vec is null, return FALSE\n");
     return 0;
   }
-  const Tree_NodePtr child(m_children->at(child_index));
+  const Tree_NodePtr child(m_children->HandleAt(child_index));
   if (!child.isNull()) child->m_parent = nullptr;
   m_children->removeAt(child_index);
   return 1;

@@ -13,7 +13,7 @@
 // The first child whose name equals a text without zero bytes, both taken up to the
 // first zero byte.
 Tree_NodePtr* Tree_Node::FindChild(const char* name, std::size_t length) const {
-  return m_children == nullptr ? nullptr : m_children->FindZeroTerminated(name, length);
+  return m_children == nullptr ? nullptr : m_children->FindZeroTerminated(name, length).handle;
 }
 
 // The first child with exactly that name.
@@ -42,21 +42,25 @@ Tree_Node* Tree_Node::Get(const RWCString& name, Tree_Node* this_node) {
 Tree_NodePtr& Tree_Node::GetByRef(RWCString& name, Tree_NodePtr& this_ptr) {
   if (name.isNull()) return this_ptr;
   Tree_NodePtr* const child = FindChild(name);
-  return child == nullptr ? NULL_TREE_NODE_PTR : *child;
+  if (child == nullptr) return NULL_TREE_NODE_PTR;
+  m_children->GiveAway();
+  return *child;
 }
 
 // --- Paths -------------------------------------------------------------------
 
 template <class Segments>
-Tree_NodePtr* Tree_Node::Walk(Segments& segments, Tree_NodePtr& this_ptr) {
-  const Tree_Node* node = this;
-  Tree_NodePtr* handle = &this_ptr;
+Tree_Node::Place Tree_Node::Walk(Segments& segments, Tree_NodePtr& this_ptr) {
+  Place place{&this_ptr, nullptr};
+  const Tree_NodePtrVec* children = m_children;
   for (;;) {
     const Tree_PathSegment segment = segments.Next();
-    if (segment.length == 0) return handle;
-    handle = node->FindChild(segment.text, segment.length);
-    if (handle == nullptr || segments.WasLast()) return handle;
-    node = handle->get();
+    if (segment.length == 0) return place;
+    if (children == nullptr) return {};
+    const Tree_NodePtrVec::Found found = children->FindZeroTerminated(segment.text, segment.length);
+    place = {found.handle, children};
+    if (found.handle == nullptr || segments.WasLast()) return place;
+    children = found.below;
   }
 }
 
@@ -66,19 +70,21 @@ Tree_NodePtr* Tree_Node::NodeAt(const RWCString& path, Tree_NodePtr& this_ptr) {
 
 Tree_NodePtr* Tree_Node::NodeAt(const char* path, std::size_t length, Tree_NodePtr& this_ptr) {
   Tree_PathSegments segments(path, length);
-  return Walk(segments, this_ptr);
+  return Walk(segments, this_ptr).handle;
 }
 
 Tree_NodePtr Tree_Node::GetRelativeNode(Tree_Path& path, Tree_NodePtr& this_ptr) {
   Tree_PathReader segments(path);
-  const Tree_NodePtr* const node = Walk(segments, this_ptr);
+  const Tree_NodePtr* const node = Walk(segments, this_ptr).handle;
   return node == nullptr ? Tree_NodePtr() : *node;
 }
 
 Tree_NodePtr& Tree_Node::GetRelativeNodeByRef(Tree_Path& path, Tree_NodePtr& this_ptr) {
   Tree_PathReader segments(path);
-  Tree_NodePtr* const node = Walk(segments, this_ptr);
-  return node == nullptr ? NULL_TREE_NODE_PTR : *node;
+  const Place place = Walk(segments, this_ptr);
+  if (place.handle == nullptr) return NULL_TREE_NODE_PTR;
+  if (place.list != nullptr) place.list->GiveAway();
+  return *place.handle;
 }
 
 Tree_NodePtr Tree_Node::GetOrCreateRelativeNode(Tree_Path& path, Tree_NodePtr& this_ptr) {
@@ -88,20 +94,22 @@ Tree_NodePtr Tree_Node::GetOrCreateRelativeNode(Tree_Path& path, Tree_NodePtr& t
   // this call, and only the result beyond.
   Tree_NodePtr refused;
   Tree_NodePtr made;
-  Tree_Node* node = this;
-  Tree_NodePtr* handle = &this_ptr;
+  Tree_NodePtr* handle = nullptr;  // null for this node, which may have another one
+  const Tree_NodePtrVec* children = m_children;
   for (;;) {
     const Tree_PathSegment segment = segments.Next();
-    if (segment.length == 0) return *handle;
-    if (Tree_NodePtr* const child = node->FindChild(segment.text, segment.length)) {
-      handle = child;
-    } else {
+    if (segment.length == 0) return handle == nullptr ? this_ptr : *handle;
+    Tree_NodePtrVec::Found found;
+    if (children != nullptr) found = children->FindZeroTerminated(segment.text, segment.length);
+    if (found.handle == nullptr) {
+      Tree_Node* const parent = handle == nullptr ? this : handle->get();
       made = Tree_NodePtr(NewNode(segment.text, segment.length, nullptr));
-      if (node->Insert(made, node->GetChildCount(), -1) == 0) refused = made;
-      handle = &made;
+      if (parent->Insert(made, parent->GetChildCount(), -1) == 0) refused = made;
+      found.handle = &made;
     }
+    handle = found.handle;
+    children = found.below;
     if (segments.WasLast()) return *handle;
-    node = handle->get();
   }
 }
 
@@ -210,6 +218,7 @@ Tree_NodePtr& Tree_Node::GetRelativeSubTreeByRef(RWCString& path, int index,
              index);
     return NULL_TREE_NODE_PTR;
   }
+  (*node)->m_children->GiveAway();
   return *child;
 }
 

@@ -133,7 +133,7 @@ void Tree_Node::VisitFlattened(Tree_NodePtr& top, int& last_id, int parent_id,
       way.pop_back();
       continue;
     }
-    Tree_NodePtr& child = level.node->m_children->at(level.next++);
+    Tree_NodePtr& child = level.node->m_children->HandleAt(level.next++);
     if (child.isNull()) continue;
     if (child->IsLeaf()) {
       emit(child, true, level.id, ++last_id);

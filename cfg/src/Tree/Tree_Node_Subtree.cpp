@@ -63,30 +63,45 @@ Tree_NodePtr Tree_Node::DuplicateFromHereDown(bool /*unused*/) {
   struct Level {
     Tree_Node* source;
     Tree_NodePtr copy;
-    int next = 0;    // position of the next child
-    int copied = 0;  // children that are not null handles
+    std::size_t next = 0;  // position of the next child
+    int copied = 0;        // children that are not null handles
+  };
+  const bool traced = ZelGLog.GetLevel() >= tree_log::kTrace;
+  const auto insert = [traced](Level& level, Tree_NodePtr&& copy) {
+    Tree_Node& parent = *level.copy;
+    const int count = level.source->GetChildCount();
+    if (traced || !parent.m_allows_children) {
+      parent.InsertNew(std::move(copy), level.copied++, count);
+    } else {
+      parent.AppendNew(std::move(copy), count);
+    }
   };
   std::vector<Level> way;
   way.push_back({this, DuplicateAlone()});
   for (;;) {
     Level& level = way.back();
-    const int count = level.source->GetChildCount();
-    if (level.next < count) {
-      Tree_Node* const child = level.source->m_children->at(level.next++).get();
-      if (child == nullptr) continue;
-      if (child->m_children == nullptr) {
-        level.copy->InsertNew(child->DuplicateAlone(), level.copied++, count);
-      } else {
-        way.push_back({child, child->DuplicateAlone()});
+    if (level.source->m_children != nullptr) {
+      const Tree_ElementArray& children = level.source->m_children->m_elements;
+      Tree_Node* inner = nullptr;
+      while (level.next < children.size() && inner == nullptr) {
+        Tree_Node* const child = children[level.next++]->get();
+        if (child == nullptr) continue;
+        if (child->m_children == nullptr) {
+          insert(level, child->DuplicateAlone());
+        } else {
+          inner = child;
+        }
       }
-      continue;
+      if (inner != nullptr) {
+        way.push_back({inner, inner->DuplicateAlone()});
+        continue;
+      }
     }
     // A copy is complete before it is given to its parent's copy.
     Tree_NodePtr copy = std::move(level.copy);
     way.pop_back();
     if (way.empty()) return copy;
-    Level& parent = way.back();
-    parent.copy->InsertNew(std::move(copy), parent.copied++, parent.source->GetChildCount());
+    insert(way.back(), std::move(copy));
   }
 }
 
@@ -117,7 +132,7 @@ void Tree_Node::ExecuteOnEntireSubtree(void (*fn)(Tree_Node*)) {
       way.pop_back();
       continue;
     }
-    Tree_NodePtr child(level.node->m_children->at(level.next++));
+    Tree_NodePtr child(level.node->m_children->HandleAt(level.next++));
     Tree_Node* const node = child.get();
     if (node == nullptr) continue;
     fn(node);
@@ -138,7 +153,7 @@ bool Tree_Node::RemoveEmptyBranches() {
     }
     void Remove() {
       --remaining;
-      node->m_children->at(index)->m_parent = nullptr;
+      node->m_children->HandleAt(index)->m_parent = nullptr;
       node->m_children->TakeOut(index);
     }
   };
@@ -151,7 +166,7 @@ bool Tree_Node::RemoveEmptyBranches() {
     for (;;) {
       Level& level = way.back();
       if (level.index > 0) {
-        Tree_Node* const child = level.node->m_children->at(--level.index).get();
+        Tree_Node* const child = level.node->m_children->HandleAt(--level.index).get();
         if (child == nullptr || child->IsLeaf()) continue;
         if (child->GetChildCount() > 0) {
           enter(child);
