@@ -63,7 +63,7 @@ void Tree_Node::VisitRecords(Tree_Node* top, const RWCString& parent_path, Take 
       way.pop_back();
       continue;
     }
-    Tree_Node* const child = level.node->m_children->at(level.next++).get();
+    Tree_Node* const child = level.node->m_children->HandleAt(level.next++).get();
     // Entering may move the level; its path is shared, not copied.
     if (child != nullptr) enter(child, RWCString(level.path));
   }
@@ -140,11 +140,13 @@ class Tree_Node::Builder {
     if (!parent_path.empty()) {
       name.remove_prefix(std::min(parent_path.size() + 1, path.size()));
     }
-    if (Exists(name)) {
+    const RWCString* const known = KnownName(name);
+    const bool exists = known == nullptr ? NodeExists(name) : FindChild(m_parent, known) != nullptr;
+    if (exists) {
       TREE_LOG("BuildSubTree", tree_log::kNotable, "entry exists for path %s skip it\n",
                record.m_path.data());
     } else {
-      AddNode(name, record);
+      AddNode(name, known, record);
     }
     m_previous_parent_length = parent_path.size();
     m_previous_path = std::move(record.m_path);
@@ -202,29 +204,65 @@ class Tree_Node::Builder {
 
   static const Tree_NodePtr* FindHandle(Tree_NodePtrVec& siblings, const Tree_Node* node) {
     for (int i = 0; i < siblings.entries(); ++i) {
-      if (siblings.at(i) == node) return &siblings.at(i);
+      if (siblings.HandleAt(i) == node) return &siblings.HandleAt(i);
     }
     return nullptr;
   }
 
   // Goes to the node at `path` below another, made where it is missing.
   void Descend(Tree_NodePtr from, std::string_view path) {
-    Tree_Path segments(ToRWCString(path));
-    m_parent = from->GetOrCreateRelativeNode(segments, from);
+    for (;;) {
+      const std::size_t cut = path.find(kBackslash);
+      const RWCString* const name = KnownName(path.substr(0, cut));
+      if (name == nullptr) {
+        Tree_Path rest(ToRWCString(path));
+        m_parent = from->GetOrCreateRelativeNode(rest, from);
+        return;
+      }
+      if (const Tree_NodePtr* const child = FindChild(from, name)) {
+        from = Tree_NodePtr(*child);
+      } else {
+        Tree_NodePtr made(new Tree_Node(name));
+        from->InsertNew(Tree_NodePtr(made), from->GetChildCount(), -1);
+        from = std::move(made);
+      }
+      if (cut == std::string_view::npos) break;
+      path.remove_prefix(cut + 1);
+    }
+    m_parent = std::move(from);
   }
 
-  bool Exists(std::string_view name) {
-    return m_parent->NodeAt(name.data(), name.size(), m_parent) != nullptr;
+  // The stored string of a name that is one name to look-ups and to new nodes alike, which
+  // nearly all names are: it spares both of them the text.  Null when the text is to be
+  // looked at, or when interning has something to trace.
+  static const RWCString* KnownName(std::string_view name) {
+    if (name.empty() || name.front() == ' ' || name.back() == ' ') return nullptr;
+    if (ZelGLog.GetLevel() >= tree_log::kTrace || tree_interning::AnyNameHasZeroByte()) {
+      return nullptr;
+    }
+    if (name.find(kBackslash) != std::string_view::npos) return nullptr;
+    if (name.find('\0') != std::string_view::npos) return nullptr;
+    return tree_interning::Find(name.data(), name.size());
   }
 
-  void AddNode(std::string_view name, const Tree_NodeInfo& record) {
+  static const Tree_NodePtr* FindChild(const Tree_NodePtr& parent, const RWCString* name) {
+    const Tree_NodePtrVec* const children = parent->m_children;
+    return children == nullptr ? nullptr : children->Find(name);
+  }
+
+  bool NodeExists(std::string_view path) {
+    return m_parent->NodeAt(path.data(), path.size(), m_parent) != nullptr;
+  }
+
+  void AddNode(std::string_view name, const RWCString* known, const Tree_NodeInfo& record) {
     // Intended: an empty value makes an inner node, just as none does.
     const bool is_leaf = record.m_value != nullptr && !record.m_value->isNull();
     std::unique_ptr<Tree_Value> value;
     if (is_leaf) {
       value.reset(new Tree_Value(tree_interning::InternAgain(record.m_value), record.m_is_change));
     }
-    Tree_Node* const made = NewNode(name.data(), name.size(), value.get());
+    Tree_Node* const made = known != nullptr ? new Tree_Node(known, value.get())
+                                             : NewNode(name.data(), name.size(), value.get());
     // The node owns the value from here on, and the handle the node.
     static_cast<void>(value.release());
     Tree_NodePtr node(made);

@@ -60,10 +60,12 @@ class Tree_Node::MergedChildren {
     return found == m_of_name.end() ? nullptr : Elements()[found->second.first];
   }
 
-  // Adds a node that stands in no tree; a leaf refuses it.
-  void Add(Tree_NodePtr&& child) {
-    const RWCString* const name = child->m_key_name;
-    if (m_node->AddNew(std::move(child)) && m_is_wide) List(m_ranks.size(), name);
+  // Adds a copy of a node with everything below it; a leaf refuses it.
+  void AddCopy(Tree_Node* source) {
+    // Most are leaves, which need no walk.
+    Tree_NodePtr copy = source->m_children == nullptr ? source->DuplicateAlone()
+                                                      : source->DuplicateFromHereDown(true);
+    if (m_node->AddNew(std::move(copy)) && m_is_wide) List(m_ranks.size(), source->m_key_name);
   }
 
   // Removes the first child of that name and adds it again.
@@ -149,6 +151,11 @@ class Tree_Node::MergedChildren {
 // Whether a node holds a long value in chunks, which must not be mixed with others.
 bool Tree_Node::IsChunkArea(Tree_NodePtr& node) {
   RWCString encoding(tree_statics::blob_encoding_name);
+  // Nearly all nodes have no such child, about which there may be something to trace only.
+  if (ZelGLog.GetLevel() < tree_log::kTrace &&
+      node->FindChild(encoding.data(), encoding.length()) == nullptr) {
+    return false;
+  }
   if (node->GetValue(encoding, node).isNull()) return false;
   RWCString first_chunk(tree_statics::first_chunk_name);
   if (node->GetValue(first_chunk, node).isNull()) return false;
@@ -181,11 +188,11 @@ Tree_NodePtr Tree_Node::Merge(Tree_NodePtr& base, Tree_NodePtr& override) {
   for (;;) {
     Level& level = way.back();
     if (level.next < level.count) {
-      Tree_Node* const child = level.base->m_children->at(level.next++).get();
+      Tree_Node* const child = level.base->m_children->HandleAt(level.next++).get();
       if (child == nullptr) continue;
       Tree_NodePtr* const match = level.merged.Find(child->m_key_name);
       if (match == nullptr) {
-        level.merged.Add(child->DuplicateFromHereDown(true));
+        level.merged.AddCopy(child);
       } else if (!child->IsLeaf()) {
         if (IsChunkArea(*match)) {
           level.merged.MoveToEnd(child->m_key_name);
@@ -211,9 +218,9 @@ Tree_NodePtr Tree_Node::MergeOneLevel(Tree_NodePtr& base, Tree_NodePtr& override
   const int count = base->GetChildCount();
   MergedChildren merged(result.get(), count);
   for (int i = 0; i < count; ++i) {
-    Tree_Node* const child = base->m_children->at(i).get();
+    Tree_Node* const child = base->m_children->HandleAt(i).get();
     if (child != nullptr && merged.Find(child->m_key_name) == nullptr) {
-      merged.Add(child->DuplicateFromHereDown(true));
+      merged.AddCopy(child);
     }
   }
   return result;

@@ -12,13 +12,24 @@
 #include <optional>
 #include <vector>
 
+#include "Tree/Tree_Interning.h"
 #include "Tree/Tree_Log.h"
 #include "Tree/Tree_Node.h"
 #include "Tree/Tree_PathSegments.h"
 
 class Tree_Node::PlaceSearch {
  public:
-  PlaceSearch(const RWCString& path, bool strip_top) : m_path(path), m_strip_top(strip_top) {}
+  // `path` must outlive the search.
+  PlaceSearch(const RWCString& path, bool strip_top) : m_strip_top(strip_top) {
+    Tree_PathSegments segments(path.data(), path.length());
+    const bool by_text = tree_interning::AnyNameHasZeroByte();
+    do {
+      const Tree_PathSegment segment = segments.Next();
+      if (segment.length == 0) break;
+      m_path.push_back(
+          {segment, by_text ? nullptr : tree_interning::Find(segment.text, segment.length)});
+    } while (!segments.WasLast());
+  }
 
   // Visits `top` and everything below it, a node before its children.
   void Run(Tree_Node* top, Tree_NodePtr& this_ptr) {
@@ -31,7 +42,9 @@ class Tree_Node::PlaceSearch {
         continue;
       }
       Tree_NodePtr& child = *children[level.next++];
-      if (!child.isNull()) Visit(child.get(), child);
+      // Nothing is below a node without children; only the empty path leads on from there.
+      if (child.isNull() || (child->m_children == nullptr && !m_path.empty())) continue;
+      Visit(child.get(), child);
     }
   }
 
@@ -44,6 +57,12 @@ class Tree_Node::PlaceSearch {
   struct Text {
     RWCString text;
     bool full;
+  };
+
+  // One name of the path.  The stored string spares the text, where there is one.
+  struct Step {
+    Tree_PathSegment segment;
+    const RWCString* name;
   };
 
   struct Level {
@@ -74,16 +93,19 @@ class Tree_Node::PlaceSearch {
   // Whether the path exists below `node`; m_steps is then what it passes.
   bool Follow(const Tree_Node* node) {
     m_steps.clear();
-    Tree_PathSegments segments(m_path.data(), m_path.length());
-    for (;;) {
-      const Tree_PathSegment segment = segments.Next();
-      if (segment.length == 0) return true;
-      const Tree_NodePtr* const child = node->FindChild(segment.text, segment.length);
+    for (const Step& step : m_path) {
+      const Tree_NodePtr* const child = FindChild(node, step);
       if (child == nullptr) return false;
       node = child->get();
       m_steps.push_back(node);
-      if (segments.WasLast()) return true;
     }
+    return true;
+  }
+
+  static const Tree_NodePtr* FindChild(const Tree_Node* node, const Step& step) {
+    if (node->m_children == nullptr) return nullptr;
+    if (step.name != nullptr) return node->m_children->Find(step.name);
+    return node->FindChild(step.segment.text, step.segment.length);
   }
 
   // The text of the node that is being visited; its parent is the last one on the way.
@@ -126,7 +148,7 @@ class Tree_Node::PlaceSearch {
     return {RWCString(text, kept), zero != nullptr || kept == kKept};
   }
 
-  const RWCString& m_path;
+  std::vector<Step> m_path;
   const bool m_strip_top;
   std::vector<Level> m_way;  // from the top to the parent of the visited node
   std::vector<const Tree_Node*> m_steps;
