@@ -7,13 +7,16 @@
 // Counted are all bytes of blocks that the heap has handed out (as it rounds them up, with
 // its own 8 bytes for each; see counting_heap.h) when the tree stands, less those before.
 // That is everything: nodes, strings, indexes, and whole blocks of pools and arenas, in use
-// or not.  Pools take theirs from the same heap.  The arguments of building are not counted.
+// or not.  Pools cut theirs from regions of 2 MiB, which come from the same heap and count
+// whole: read the figures of small trees with that in mind.  The arguments of building are
+// not counted.
 //
 //   built_sorted, built_random   The tree as it stands after building by path.
 //   copied                       What a copy of it adds: strings that are shared are not
 //                                counted again.
 //   ..._pools_in_use             For this library: the same with elements of pools that are
-//                                in use alone, without what their blocks have spare.
+//                                in use alone, without what their blocks have spare.  What
+//                                is free of regions still counts.
 //
 // Heap calls.  The steady state: in the same process the same has been done once before, so
 // that pools have their blocks and strings are stored.  A call that takes or gives back a

@@ -9,9 +9,9 @@
 //   in_order        So many are taken, then given back in the same order, as when a tree
 //                   is destroyed.  1,000 still fit the caches; a million do not, and the
 //                   thread trades batches with the pool all the time.
-//   random_order    The same, given back in random order, round after round: the pool is
-//                   as it is when trees have come and gone for days, and elements that
-//                   are taken one after another lie far apart.
+//   random_order    The same, given back in random order, round after round, as when trees
+//                   have come and gone for days.  Who hands out first what came back last
+//                   hands out elements that lie far apart; the pool goes by addresses.
 //   handed_over     One thread takes, another gives back, as when a tree is built by a
 //                   loader and let go by a worker.
 //

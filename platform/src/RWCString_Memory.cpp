@@ -5,6 +5,7 @@
 
 #include "ThreadAPI/Mutex.h"
 #include "ThreadAPI/ThreadAPI_LockGuard.h"
+#include "Zel_Regions.h"
 
 namespace rwcstring_memory {
 
@@ -62,9 +63,11 @@ constinit Chunk* g_chunks = nullptr;
 constinit char* g_arena_next = nullptr;
 constinit std::size_t g_arena_left = 0;
 
+// `bytes`, the link included.
 char* NewChunk(std::size_t bytes) {
-  // Not operator new: whoever counts its calls looks for what has to be given back.
-  Chunk* const chunk = static_cast<Chunk*>(std::malloc(sizeof(Chunk) + bytes));
+  // Not the plain operator new: whoever counts its calls looks for what has to be given back.
+  void* const memory = bytes == kChunkBytes ? zel_regions::Take(bytes) : std::malloc(bytes);
+  Chunk* const chunk = static_cast<Chunk*>(memory);
   if (chunk == nullptr) throw std::bad_alloc();
   chunk->next = g_chunks;
   g_chunks = chunk;
@@ -75,11 +78,11 @@ char* NewChunk(std::size_t bytes) {
 
 void* TakePermanent(std::size_t bytes, std::size_t alignment) {
   ThreadAPI_LockGuard guard(g_arena_mutex);
-  if (bytes > kLargePiece) return NewChunk(bytes);
+  if (bytes > kLargePiece) return NewChunk(sizeof(Chunk) + bytes);
   const std::size_t skipped = -reinterpret_cast<std::uintptr_t>(g_arena_next) & (alignment - 1);
   if (bytes + skipped > g_arena_left) {
     g_arena_left = 0;
-    g_arena_next = NewChunk(kChunkBytes - sizeof(Chunk));
+    g_arena_next = NewChunk(kChunkBytes);
     g_arena_left = kChunkBytes - sizeof(Chunk);
   } else {
     g_arena_next += skipped;

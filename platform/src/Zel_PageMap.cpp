@@ -4,6 +4,7 @@
 #include <new>
 
 #include "ThreadAPI/ThreadAPI_LockGuard.h"
+#include "Zel_Regions.h"
 
 namespace zel_page_map {
 
@@ -92,11 +93,11 @@ void ClearPages(std::uint64_t first, std::uint64_t last) noexcept {
 }  // namespace
 
 Block* NewBlock(const Zel_PoolAllocator* pool, std::size_t elements, std::size_t bytes) noexcept {
-  void* const memory = ::operator new (bytes, std::align_val_t{kPageBytes}, std::nothrow);
+  void* const memory = zel_regions::Take(bytes);
   if (memory == nullptr) return nullptr;
   Block* const block = TakeDescriptor();
   if (block == nullptr) {
-    ::operator delete (memory, std::align_val_t{kPageBytes});
+    zel_regions::Return(memory, bytes);
     return nullptr;
   }
   const auto base = reinterpret_cast<std::uintptr_t>(memory);
@@ -119,10 +120,11 @@ Block* NewBlock(const Zel_PoolAllocator* pool, std::size_t elements, std::size_t
 
 void FreeBlock(Block* block) noexcept {
   const std::uintptr_t base = block->base.load(std::memory_order_relaxed);
-  ClearPages(base >> kPageShift, (base + block->bytes - 1) >> kPageShift);
+  const std::size_t bytes = block->bytes;
+  ClearPages(base >> kPageShift, (base + bytes - 1) >> kPageShift);
   std::free(block->free);
   ReturnDescriptor(block);
-  ::operator delete (reinterpret_cast<void*>(base), std::align_val_t{kPageBytes});
+  zel_regions::Return(reinterpret_cast<void*>(base), bytes);
 }
 
 }  // namespace zel_page_map

@@ -65,11 +65,11 @@ inline Block* FindOwn(const void* address) noexcept {
       .load(std::memory_order_relaxed);
 }
 
-// Takes a block of `elements` elements, `bytes` bytes of whole pages, from the
-// heap and enters it.  Null when memory runs out or lies beyond the map.
+// Takes a block of `elements` elements, `bytes` bytes of whole pages, from
+// zel_regions and enters it.  Null when memory runs out or lies beyond the map.
 Block* NewBlock(const Zel_PoolAllocator* pool, std::size_t elements, std::size_t bytes) noexcept;
 
-// Removes the block from the map and gives its memory back to the heap.
+// Removes the block from the map and gives its memory back.
 void FreeBlock(Block* block) noexcept;
 
 }  // namespace zel_page_map

@@ -735,6 +735,13 @@ TEST(RecordsInTheDocs, HaveTheSizesThatAreTold) {
   EXPECT_EQ(24u, sizeof(Tree_NodeInfo));
 }
 
+TEST(MemoryInTheDocs, IsWhatIsTold) {
+  EXPECT_EQ(48u, sizeof(Tree_Node));
+  EXPECT_EQ(16u, sizeof(Tree_Value));
+  EXPECT_EQ(16u, sizeof(Tree_NodePtr));
+  EXPECT_EQ(192u, sizeof(Tree_NodePtrVec));
+}
+
 TEST(RecordsInTheDocs, LoseWhatTheTableSays) {
   const char* const kCases[][2] = {
       {"r(b=1,a(y=1,x=2*),B=3)", "r(B=3,a(x=2*,y=1),b=1)"},

@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <iterator>
 #include <memory>
 #include <random>
 #include <set>
@@ -620,6 +621,75 @@ TEST(Zel_PoolAllocatorDeathTest, UseOfAReturnedElementIsReported) {
   element[63] = 1;
 }
 #endif
+
+// ------------------------------------------------------------ Whole blocks
+
+// Blocks of all sizes, from a page to more than a region of memory, come and go in random
+// order; none may touch another.
+TEST(Zel_PoolAllocator, BlocksOfAllSizesShareTheMemory) {
+  struct Held {
+    std::unique_ptr<Zel_PoolAllocator> pool;
+    char* block;
+    std::size_t bytes;
+    char mark;
+  };
+  const std::size_t page_counts[] = {1,   2,   7,   8,   9,   64,  117, 255,
+                                     256, 500, 510, 511, 512, 513, 1100};
+  std::mt19937 random(7);
+  std::vector<Held> held;
+  const auto check = [](const Held& one) {
+    return std::count(one.block, one.block + one.bytes, one.mark) ==
+           static_cast<std::ptrdiff_t>(one.bytes);
+  };
+  for (int round = 0; round < 400; ++round) {
+    const bool is_full = held.size() == 40;
+    if (is_full || (!held.empty() && random() % 3 == 0)) {
+      const std::size_t place = random() % held.size();
+      ASSERT_TRUE(check(held[place])) << "round " << round;
+      held.erase(held.begin() + static_cast<std::ptrdiff_t>(place));
+      continue;
+    }
+    const std::size_t pages = page_counts[random() % std::size(page_counts)];
+    const int elements = static_cast<int>(pages) * 2;
+    Held fresh{std::make_unique<Zel_PoolAllocator>("block", 2048, -1, elements, 8, false), nullptr,
+               pages * 4096, static_cast<char>(random())};
+    fresh.block = static_cast<char*>(fresh.pool->Allocate());
+    ASSERT_NE(nullptr, fresh.block);
+    for (int i = 1; i < elements; ++i) ASSERT_EQ(fresh.block + i * 2048, fresh.pool->Allocate());
+    ASSERT_EQ(0u, reinterpret_cast<std::uintptr_t>(fresh.block) % 4096);
+    std::memset(fresh.block, fresh.mark, fresh.bytes);
+    held.push_back(std::move(fresh));
+  }
+  for (const Held& one : held) EXPECT_TRUE(check(one));
+}
+
+// What came back in pieces is handed out in ranges, and what is scattered one by one.
+TEST(Zel_PoolAllocator, HandsOutWhatCameBackInAnyPattern) {
+  std::mt19937 random(11);
+  for (const std::size_t most_in_a_row : {1u, 3u, 8u, 20u, 63u, 64u, 65u, 300u}) {
+    SCOPED_TRACE(most_in_a_row);
+    Zel_PoolAllocator pool("pattern", 24, -1, 2000, 8, true);
+    const std::vector<void*> all = Take(pool, 2000);
+    std::set<void*> free;
+    bool gives_back = true;
+    for (std::size_t i = 0; i < all.size(); gives_back = !gives_back) {
+      for (std::size_t left = 1 + random() % most_in_a_row; left > 0 && i < all.size(); --left) {
+        if (gives_back) {
+          ASSERT_TRUE(pool.AddToFreeList(all[i]));
+          free.insert(all[i]);
+        }
+        ++i;
+      }
+    }
+    EXPECT_EQ(2000u - free.size(), InUse(pool));
+    for (std::size_t left = free.size(); left > 0; --left) {
+      ASSERT_EQ(1u, free.erase(pool.Allocate()));
+    }
+    EXPECT_EQ(1u, pool.GetStats().blocks);
+    GiveBack(pool, all);
+    EXPECT_EQ(0u, InUse(pool));
+  }
+}
 
 // -------------------------------------------------- Before and after main
 

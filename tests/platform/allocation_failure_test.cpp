@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include <cstddef>
+#include <cstdint>
 #include <cstdlib>
 #include <new>
 #include <string>
@@ -121,7 +122,9 @@ class EmptyHeap {
 };
 
 TEST(AllocationFailure, APoolWithoutRoomYieldsNull) {
-  Zel_PoolAllocator pool("small", 64, -1, 10, 8, true);
+  // Its blocks fit into no region of memory that other pools have begun.
+  constexpr int kElements = 40000;
+  Zel_PoolAllocator pool("large", 64, -1, kElements, 8, true);
   void* element = nullptr;
   {
     const EmptyHeap empty;
@@ -133,12 +136,12 @@ TEST(AllocationFailure, APoolWithoutRoomYieldsNull) {
   {
     // What the block still holds is handed out; a new block is not to be had.
     const EmptyHeap empty;
-    for (int i = 1; i < 10; ++i) EXPECT_NE(nullptr, pool.Allocate());
+    for (int i = 1; i < kElements; ++i) ASSERT_NE(nullptr, pool.Allocate());
     EXPECT_EQ(nullptr, pool.Allocate());
     EXPECT_TRUE(pool.AddToFreeList(element));
     EXPECT_EQ(element, pool.Allocate());
   }
-  EXPECT_EQ(10u, pool.GetStats().elements_in_use);
+  EXPECT_EQ(std::uint64_t{kElements}, pool.GetStats().elements_in_use);
   EXPECT_EQ(1u, pool.GetStats().blocks);
 }
 

@@ -84,8 +84,8 @@ void FreeCounted(void* block) noexcept {
   std::free(block);
 }
 
-// Only pools ask for an alignment.  They keep their blocks, and how many they need depends
-// on how threads happen to run; what is taken from them is counted by the pools.
+// Only regions, for blocks of pools and permanent texts, ask for an alignment.  How many are
+// needed depends on how threads happen to run; what is taken of blocks is counted by the pools.
 void* TakeAligned(std::size_t size, std::size_t alignment) {
   if (!TakePermission()) return nullptr;
 #if defined(_WIN32)

@@ -214,8 +214,8 @@ TEST(FlyweightThreads, AgreeWhenTheReadersWritersLockCannotBeUsed) {
   ZelGLog.SetLevel(5);
 }
 
-// A small container doubles its index many times.  Readers must find what is stored all the
-// while, whether it is on its way to another cell or not.
+// A small container lets its index grow many times.  Readers must find what is stored all
+// the while, whether it is on its way to another cell or not.
 TEST(InterningThreads, FindWhatIsStoredWhileTheIndexGrows) {
   using Container = Zel_FlyweightContainer<RWCString>;
   constexpr int kKnown = 30;

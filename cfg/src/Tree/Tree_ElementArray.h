@@ -54,9 +54,13 @@ class Tree_ElementArray {
   bool HasWords() const noexcept { return m_has_words; }
   void DropWords() noexcept { m_has_words = false; }
   // Only while there are words.
+  const std::atomic<Word>* Words() const noexcept {
+    // They stand in front of the elements, with room for as many.
+    return reinterpret_cast<const std::atomic<Word>*>(m_begin) - m_capacity;
+  }
   Word WordAt(std::size_t i) const noexcept { return Words()[i].load(std::memory_order_relaxed); }
   void SetWord(std::size_t i, Word word) noexcept {
-    Words()[i].store(word, std::memory_order_relaxed);
+    const_cast<AtomicWord*>(Words())[i].store(word, std::memory_order_relaxed);
   }
 
   // Makes room for `n`; never shrinks.  Throws std::length_error when no memory could
@@ -76,7 +80,11 @@ class Tree_ElementArray {
   }
 
   void push_back(value_type element, Word word) {
-    if (m_size == m_capacity) reserve(2 * std::size_t{m_capacity});
+    if (m_size == m_capacity) {
+      const std::uint32_t full = m_capacity;
+      // Words are kept as long as they can be.
+      reserve(full < kMostWithWords ? std::min(2 * full, kMostWithWords) : 2 * std::size_t{full});
+    }
     if (m_has_words) SetWord(m_size, word);
     m_begin[m_size++] = element;
   }
@@ -134,13 +142,11 @@ class Tree_ElementArray {
   };
   static_assert(sizeof(AtomicWord) == sizeof(value_type));
 
-  // Words stand in front of the elements, with room for as many.  A block with room for
-  // more elements than have words has none.
-  AtomicWord* Words() const noexcept { return reinterpret_cast<AtomicWord*>(m_begin) - m_capacity; }
-
   void Free() noexcept {
     if (m_begin == m_few.elements) return;
-    ::operator delete(m_capacity > kMostWithWords ? static_cast<void*>(m_begin) : Words());
+    // A block with room for more elements than have words has none in front.
+    void* const words = const_cast<AtomicWord*>(Words());
+    ::operator delete(m_capacity > kMostWithWords ? m_begin : words);
   }
 
   iterator m_begin;  // of m_few, or in a block of its own

@@ -50,8 +50,11 @@ bool Tree_NameIndex::Refresh(const Tree_ElementArray& elements) const {
   return true;
 }
 
-Tree_NodePtr* Tree_NameIndex::Find(const RWCString* name) const {
-  return CellOf(name).first;
+void Tree_NameIndex::ChildGotChildren(const Tree_Node* child) {
+  Cell& cell = CellOf(child->m_key_name);
+  if (cell.first != nullptr && cell.first->get() == child) {
+    cell.shortcut = Tree_NodePtrVec::ShortcutTo(child);
+  }
 }
 
 void Tree_NameIndex::Inserted(const Tree_ElementArray& elements, std::size_t position) {
@@ -134,6 +137,11 @@ Tree_NameIndex::Cell& Tree_NameIndex::CellOf(const RWCString* name) {
   return const_cast<Cell&>(static_cast<const Tree_NameIndex*>(this)->CellOf(name));
 }
 
+void Tree_NameIndex::SetFirst(Cell& cell, Tree_NodePtr* element) {
+  cell.first = element;
+  cell.shortcut = Tree_NodePtrVec::ShortcutTo(element->get());
+}
+
 // Whether the handle is listed under that name.
 bool Tree_NameIndex::Lists(const Tree_NodePtr* element, const RWCString* name) const {
   const Cell& cell = CellOf(name);
@@ -150,7 +158,7 @@ void Tree_NameIndex::List(Tree_NodePtr* element) {
   const Cell& cell = CellOf(name);
   if (cell.first == nullptr) {
     if ((m_used + 1) * 3 > m_cells.size() * 2) Grow();
-    CellOf(name) = {name, element};
+    CellOf(name) = {name, element, Tree_NodePtrVec::ShortcutTo(element->get())};
     ++m_used;
   } else {
     std::unordered_set<const Tree_NodePtr*>& all = m_repeated[name];
@@ -170,7 +178,7 @@ void Tree_NameIndex::MakeFirst(const Tree_ElementArray& elements, Tree_NodePtr* 
   const auto earlier = std::find_if(elements.begin(), elements.end(), [=](const Tree_NodePtr* e) {
     return e == first || e == element;
   });
-  if (*earlier == element) cell.first = element;
+  if (*earlier == element) SetFirst(cell, element);
 }
 
 // Takes a handle off its name; those of that name that stay all stand at or behind
@@ -190,7 +198,7 @@ bool Tree_NameIndex::Unlist(const Tree_ElementArray& elements, std::size_t posit
           std::find_if(elements.begin() + static_cast<std::ptrdiff_t>(position), elements.end(),
                        [&all](const Tree_NodePtr* e) { return all.count(e) != 0; });
       assert(next != elements.end());
-      cell.first = *next;
+      SetFirst(cell, *next);
     }
     if (all.size() == 1) m_repeated.erase(repeated);
   }

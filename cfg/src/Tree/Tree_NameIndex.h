@@ -20,7 +20,8 @@ class Tree_Node;
 // USE     A wide Tree_NodePtrVec has one, tells it every insertion and removal, and
 //         asks it for names.  Names are interned, so that a name is a pointer.
 //
-// INSIDE  A hash table has a cell for every name, with the first handle of that name.
+// INSIDE  A hash table has a cell for every name, with the first handle of that name and
+//         a shortcut to its node.
 //         Names that several children bear have the set of their handles beside it.
 //         Invariant of an index that is not broken: a handle is listed exactly once,
 //         under the name that its node bore when it was listed or last renamed.
@@ -63,8 +64,21 @@ class Tree_NameIndex {
   // Whether the index is right although it is not current; it is current then.
   bool Refresh(const Tree_ElementArray& elements) const;
 
-  // The first handle listed under `name`, or null.
-  Tree_NodePtr* Find(const RWCString* name) const;
+  using Shortcut = std::uint64_t;
+
+  // A name, the first handle listed under it, and a shortcut to that handle's node, which the
+  // vector looks after.
+  struct Cell {
+    const RWCString* name = nullptr;
+    Tree_NodePtr* first = nullptr;
+    Shortcut shortcut = 0;
+  };
+
+  // The cell of `name`; its handle is null when nothing is listed under that name.
+  const Cell& Find(const RWCString* name) const { return CellOf(name); }
+
+  // To be called when a node that may be listed got children.
+  void ChildGotChildren(const Tree_Node* child);
 
   bool ListsNamesWithZeroBytes() const { return m_names_with_zero_bytes != 0; }
 
@@ -82,11 +96,6 @@ class Tree_NameIndex {
   void KeepReplaced(Tree_NameIndex* index) { m_replaced.reset(index); }
 
  private:
-  struct Cell {
-    const RWCString* name = nullptr;
-    Tree_NodePtr* first = nullptr;
-  };
-
   using Group = unsigned char;
   static constexpr Group kNoGroup = 0;
   static constexpr Group kSeveralGroups = 255;
@@ -104,6 +113,7 @@ class Tree_NameIndex {
   std::size_t Home(const RWCString* name) const;
   Cell& CellOf(const RWCString* name);
   const Cell& CellOf(const RWCString* name) const;
+  static void SetFirst(Cell& cell, Tree_NodePtr* element);
   bool Lists(const Tree_NodePtr* element, const RWCString* name) const;
   void List(Tree_NodePtr* element);
   void MakeFirst(const Tree_ElementArray& elements, Tree_NodePtr* element);

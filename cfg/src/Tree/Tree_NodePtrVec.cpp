@@ -18,7 +18,8 @@ namespace {
 
 // A shortcut has a tag in its upper bits and an address, that of a vector when the lowest
 // bit is set.
-constexpr std::uint64_t kTagMask = ~std::uint64_t{0} << 48;
+constexpr int kTagShift = 48;
+constexpr std::uint64_t kTagMask = ~std::uint64_t{0} << kTagShift;
 constexpr std::uint64_t kIsVector = 1;
 
 std::uint64_t AddressBits(const void* object) {
@@ -198,10 +199,39 @@ Tree_NodePtrVec::Found Tree_NodePtrVec::FindOnPath(const RWCString* name) const 
   if (m_elements.HasWords()) return FindByShortcut(name);
   const Tree_NameIndex* const index = CurrentIndex();
   if (index == nullptr) return At(Scan(name));
-  Tree_NodePtr* const found = index->Find(name);
-  // A caller may have put another node into the handle since it was listed.
-  if (found != nullptr && (found->isNull() || (*found)->m_key_name != name)) return At(Scan(name));
-  return At(found);
+  const Tree_NameIndex::Cell& cell = index->Find(name);
+  if (cell.first == nullptr) return {};
+  return Follow(name, cell.first, cell.shortcut,
+                [&cell] { return static_cast<const volatile Shortcut&>(cell.shortcut); });
+}
+
+Tree_NodePtrVec::Found Tree_NodePtrVec::FindByShortcut(const RWCString* name) const {
+  const Shortcut tag = TagOf(name) >> kTagShift;
+  const std::atomic<Shortcut>* at = m_elements.Words();
+  for (const auto* const end = at + m_elements.size(); at != end; ++at) {
+    const Shortcut shortcut = at->load(std::memory_order_relaxed);
+    if (shortcut >> kTagShift != tag) continue;
+    const auto place = static_cast<std::size_t>(at - m_elements.Words());
+    return Follow(name, m_elements[place], shortcut,
+                  [at] { return at->load(std::memory_order_relaxed); });
+  }
+  return m_gave_away.load(std::memory_order_relaxed) ? At(Scan(name)) : Found{};
+}
+
+// What is found at a handle that should have the name, and where its shortcut leads.
+template <class ReadAgain>
+inline Tree_NodePtrVec::Found Tree_NodePtrVec::Follow(const RWCString* name, Tree_NodePtr* handle,
+                                                      Shortcut shortcut,
+                                                      ReadAgain read_again) const {
+  PrefetchTarget(shortcut);
+  const Tree_Node* const node = handle->get();
+  // A caller may have put another node into the handle; or two names have one tag.
+  if (node == nullptr || node->m_key_name != name) return At(Scan(name));
+  // The result is the shortcut's, read again, though it equals what the node tells: a
+  // processor goes on along the path without waiting for the node.
+  const bool is_confirmed = (AddressBits(node->m_children) ^ shortcut) << 16 == kIsVector << 16;
+  if (!is_confirmed) return At(handle);
+  return {handle, static_cast<const Tree_NodePtrVec*>(AddressIn(read_again()))};
 }
 
 Tree_NodePtrVec::Found Tree_NodePtrVec::FindZeroTerminated(const char* text,
@@ -220,39 +250,10 @@ Tree_NodePtrVec::Found Tree_NodePtrVec::At(Tree_NodePtr* handle) {
   return {handle, (*handle)->m_children};
 }
 
-Tree_NodePtrVec::Found Tree_NodePtrVec::FindByShortcut(const RWCString* name) const {
-  const Shortcut tag = TagOf(name);
-  for (std::size_t i = 0; i < m_elements.size(); ++i) {
-    const Shortcut shortcut = m_elements.WordAt(i);
-    if (((shortcut ^ tag) & kTagMask) != 0) continue;
-    PrefetchTarget(shortcut);
-    Tree_NodePtr* const handle = m_elements[i];
-    const Tree_Node* const node = handle->get();
-    // Another node, or one whose name has the same tag.
-    if (node == nullptr || node->m_key_name != name) return At(Scan(name));
-    // The result is the shortcut's, read again, though it equals what the node tells: a
-    // processor goes on along the path without waiting for the node.
-    const bool is_confirmed = (AddressBits(node->m_children) ^ shortcut) << 16 == kIsVector << 16;
-    if (!is_confirmed) return At(handle);
-    return {handle, static_cast<const Tree_NodePtrVec*>(AddressIn(m_elements.WordAt(i)))};
-  }
-  return m_gave_away.load(std::memory_order_relaxed) ? At(ScanReplaced(name)) : Found{};
-}
-
 Tree_NodePtr* Tree_NodePtrVec::Scan(const RWCString* name) const {
   for (Tree_NodePtr* element : m_elements) {
     const Tree_Node* const node = element->get();
     if (node != nullptr && node->m_key_name == name) return element;
-  }
-  return nullptr;
-}
-
-// Only looks at nodes that are not those which the shortcuts are for.
-Tree_NodePtr* Tree_NodePtrVec::ScanReplaced(const RWCString* name) const {
-  for (std::size_t i = 0; i < m_elements.size(); ++i) {
-    const Tree_Node* const node = m_elements[i]->get();
-    if (node == nullptr || node == AddressIn(m_elements.WordAt(i))) continue;
-    if (node->m_key_name == name) return m_elements[i];
   }
   return nullptr;
 }
@@ -285,6 +286,7 @@ void Tree_NodePtrVec::ChildRenamed(const Tree_Node* child) noexcept {
 }
 
 void Tree_NodePtrVec::ChildGotChildren(const Tree_Node* child) noexcept {
+  if (Tree_NameIndex* const index = Index()) index->ChildGotChildren(child);
   if (!m_elements.HasWords()) return;
   for (std::size_t i = m_elements.size(); i-- > 0;) {
     if (AddressIn(m_elements.WordAt(i)) != child) continue;

@@ -22,7 +22,7 @@ class Tree_NameIndex;
 //         changes the vector keeps it up to date; a child that is renamed reports
 //         it.
 //
-//         Narrow vectors keep a shortcut for each handle: 16 bits that follow from the
+//         Index and narrow vectors keep a shortcut for each handle: 16 bits that follow from the
 //         child's name, so that a look-up passes by the others without going to them, and
 //         where the next step down a path leads, the child's own vector if it has one and
 //         else the child.  A step then waits for one access to memory instead of three.
@@ -79,6 +79,7 @@ class TREE_API Tree_NodePtrVec {
 
  private:
   friend class Tree_Node;
+  friend class Tree_NameIndex;
 
   // From this many children on a vector keeps an index.
   static constexpr std::size_t kIndexedFrom = Tree_ElementArray::kMostWithWords + 1;
@@ -144,9 +145,11 @@ class TREE_API Tree_NodePtrVec {
   static Shortcut ShortcutTo(const Tree_Node* child);
 
   static Found At(Tree_NodePtr* handle);
+  template <class ReadAgain>
+  Found Follow(const RWCString* name, Tree_NodePtr* handle, Shortcut shortcut,
+               ReadAgain read_again) const;
   Found FindByShortcut(const RWCString* name) const;
   Tree_NodePtr* Scan(const RWCString* name) const;
-  Tree_NodePtr* ScanReplaced(const RWCString* name) const;
   Tree_NodePtr* ScanZeroTerminated(const char* text, std::size_t length) const;
 
   Tree_NameIndex* Index() const { return m_index.load(std::memory_order_acquire); }
