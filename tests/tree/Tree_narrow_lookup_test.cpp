@@ -153,6 +153,19 @@ TEST(NarrowLookup, SurvivesARenameOfAChildWhoseParentWasSetByHand) {
   EXPECT_EQ(nullptr, ByName(other, "c"));
 }
 
+TEST(NarrowLookup, SurvivesARenameOfAChildThatLostItsChildren) {
+  Tree_NodePtr top = Inner("top", {Inner("a", {Leaf("x", "1")}), Leaf("b", "2")});
+  Tree_NodePtr a = top->Get("a", top);
+  Tree_NodePtr stranger = Inner("stranger");
+  a->Destroy();
+  EXPECT_EQ(a.get(), ByName(top, "a"));
+  EXPECT_EQ(nullptr, ByPath(top, "a\\x"));
+  a->SetParent(stranger.get());
+  a->SetKeyName("renamed");
+  EXPECT_EQ(a.get(), ByName(top, "renamed"));
+  EXPECT_EQ(nullptr, ByName(top, "a"));
+}
+
 TEST(NarrowLookup, SurvivesARenameBelowANodeThatIsNotFromThePool) {
   Tree_Node::m_NodesPool.FailNextAllocations(1);
   Tree_NodePtr top(new Tree_Node("top"));

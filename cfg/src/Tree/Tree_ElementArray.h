@@ -50,6 +50,8 @@ class Tree_ElementArray {
   value_type& operator[](std::size_t i) noexcept { return m_begin[i]; }
   value_type operator[](std::size_t i) const noexcept { return m_begin[i]; }
 
+  bool HasRoom() const noexcept { return m_size < m_capacity; }
+
   // False for good once words were lost.
   bool HasWords() const noexcept { return m_has_words; }
   void DropWords() noexcept { m_has_words = false; }

@@ -75,6 +75,8 @@ int Tree_Node::Init(RWCString& name, Tree_Value* value) {
 }
 
 Tree_Node::~Tree_Node() {
+  // Where a caller has put another node into this one's handle the parent may be gone.
+  m_is_listed = false;
   Destroy();
 }
 
@@ -152,8 +154,7 @@ Tree_Node* Tree_Node::GetParent() {
 }
 
 void Tree_Node::SetParent(Tree_Node* parent) {
-  // What lists this node will not hear of its next name.
-  if (Tree_NodePtrVec* const siblings = ListedIn()) siblings->DropShortcuts();
+  if (Tree_NodePtrVec* const siblings = ListedIn()) siblings->ChildGoesItsOwnWays(this);
   m_parent = parent;
   m_is_listed = false;
   m_parent_was_set = true;

@@ -147,12 +147,18 @@ void Tree_NodePtrVec::InsertElement(std::size_t position, Tree_NodePtr* element)
     throw;
   }
   // The rename of such a node need not find this vector.
-  if (child != nullptr && child->m_parent_was_set) DropShortcuts();
+  if (child != nullptr && child->m_parent_was_set) m_elements.DropWords();
   if (!m_elements.HasWords()) IndexInserted(position);
 }
 
 void Tree_NodePtrVec::Append(Tree_NodePtr&& p) {
-  InsertElement(m_elements.size(), NewElement(std::move(p)));
+  const Tree_Node* const child = p.get();
+  Tree_NodePtr* const element = NewElement(std::move(p));
+  if (m_elements.HasRoom() && m_elements.HasWords() && !child->m_parent_was_set) {
+    m_elements.push_back(element, ShortcutTo(child));
+  } else {
+    InsertElement(m_elements.size(), element);
+  }
 }
 
 void Tree_NodePtrVec::TakeOut(int position) {
@@ -287,11 +293,31 @@ void Tree_NodePtrVec::ChildRenamed(const Tree_Node* child) noexcept {
 
 void Tree_NodePtrVec::ChildGotChildren(const Tree_Node* child) noexcept {
   if (Tree_NameIndex* const index = Index()) index->ChildGotChildren(child);
+  RefreshShortcut(child, child);
+}
+
+void Tree_NodePtrVec::ChildLostChildren(const Tree_Node* child, const void* children) noexcept {
+  RefreshShortcut(children, child);
+}
+
+// The shortcut that led to `target` leads where the next step from `child` goes now.
+void Tree_NodePtrVec::RefreshShortcut(const void* target, const Tree_Node* child) noexcept {
   if (!m_elements.HasWords()) return;
   for (std::size_t i = m_elements.size(); i-- > 0;) {
-    if (AddressIn(m_elements.WordAt(i)) != child) continue;
+    if (AddressIn(m_elements.WordAt(i)) != target) continue;
     m_elements.SetWord(i, ShortcutTo(child));
     return;
+  }
+}
+
+void Tree_NodePtrVec::ChildGoesItsOwnWays(const Tree_Node* child) noexcept {
+  if (!m_elements.HasWords()) return;
+  for (std::size_t i = 0; i < m_elements.size(); ++i) {
+    const void* const target = AddressIn(m_elements.WordAt(i));
+    if (target == child || (target != nullptr && target == child->m_children)) {
+      m_elements.DropWords();
+      return;
+    }
   }
 }
 

@@ -133,9 +133,14 @@ class TREE_API Tree_NodePtrVec {
     }
   }
 
-  // To be called when a child has another name, or a vector for the first time.
+  // To be called when a child has another name; a vector, which it had not; and none,
+  // while it had `children` before.
   void ChildRenamed(const Tree_Node* child) noexcept;
   void ChildGotChildren(const Tree_Node* child) noexcept;
+  void ChildLostChildren(const Tree_Node* child, const void* children) noexcept;
+
+  // From now on nobody tells when the child gets another name.
+  void ChildGoesItsOwnWays(const Tree_Node* child) noexcept;
 
   // Without shortcuts a look-up in a narrow vector goes to all children.
   void DropShortcuts() noexcept { m_elements.DropWords(); }
@@ -144,6 +149,7 @@ class TREE_API Tree_NodePtrVec {
   static Shortcut TagOf(const RWCString* name);
   static Shortcut ShortcutTo(const Tree_Node* child);
 
+  void RefreshShortcut(const void* target, const Tree_Node* child) noexcept;
   static Found At(Tree_NodePtr* handle);
   template <class ReadAgain>
   Found Follow(const RWCString* name, Tree_NodePtr* handle, Shortcut shortcut,

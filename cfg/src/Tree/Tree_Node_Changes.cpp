@@ -1,5 +1,6 @@
 // Tree_Node: the leaves that have changed.
 
+#include <cstddef>
 #include <memory>
 #include <utility>
 #include <vector>
@@ -10,8 +11,7 @@
 Tree_NodePtr Tree_Node::GetChangesTreeNode(Tree_NodePtr& node) {
   struct Level {
     Tree_Node* source;
-    int next;   // position of the next child
-    int count;  // of its children
+    std::size_t next;  // position of the next child
     Tree_NodePtr changes;
     void Append(Tree_NodePtr&& child) {
       if (changes.isNull()) changes = Tree_NodePtr(new Tree_Node(source->m_key_name));
@@ -20,17 +20,17 @@ Tree_NodePtr Tree_Node::GetChangesTreeNode(Tree_NodePtr& node) {
   };
   if (node.isNull() || node->GetChildCount() == 0) return Tree_NodePtr();
   std::vector<Level> way;
-  const auto enter = [&way](Tree_Node* source) {
-    way.push_back({source, 0, source->GetChildCount(), Tree_NodePtr()});
-  };
+  const auto enter = [&way](Tree_Node* source) { way.push_back({source, 0, Tree_NodePtr()}); };
   enter(node.get());
   for (;;) {
     Level& level = way.back();
-    if (level.next < level.count) {
-      Tree_Node* const child = level.source->m_children->HandleAt(level.next++).get();
+    const Tree_ElementArray& children = level.source->m_children->m_elements;
+    Tree_Node* inner = nullptr;
+    while (level.next < children.size() && inner == nullptr) {
+      Tree_Node* const child = children[level.next++]->get();
       if (child == nullptr) continue;
-      if (!child->IsLeaf()) {
-        if (child->GetChildCount() != 0) enter(child);
+      if (child->m_allows_children) {
+        if (child->GetChildCount() != 0) inner = child;
         continue;
       }
       const Tree_Value* const value = child->GetTreeValue();
@@ -40,6 +40,9 @@ Tree_NodePtr Tree_Node::GetChangesTreeNode(Tree_NodePtr& node) {
       // The node owns the value from here on, and the handle the node.
       static_cast<void>(copy.release());
       level.Append(Tree_NodePtr(leaf));
+    }
+    if (inner != nullptr) {
+      enter(inner);
       continue;
     }
     Tree_NodePtr changes = std::move(level.changes);

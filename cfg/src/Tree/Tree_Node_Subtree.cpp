@@ -23,7 +23,8 @@ void Tree_Node::Destroy() {
     Tree_Node* dead = nullptr;
     if (node->m_children->DropNext(dead)) {
       if (dead == nullptr) continue;
-      if (dead->BeginDestroy()) {
+      if (dead->m_children != nullptr) {
+        dead->BeginDestroy();
         dead->m_parent = node;
         node = dead;
       } else {
@@ -31,8 +32,12 @@ void Tree_Node::Destroy() {
       }
       continue;
     }
+    const void* const children = node->m_children;
     node->FreeChildren();
-    if (node == this) return;
+    if (node == this) {
+      if (Tree_NodePtrVec* const siblings = ListedIn()) siblings->ChildLostChildren(this, children);
+      return;
+    }
     dead = node;
     node = node->m_parent;
     delete dead;
