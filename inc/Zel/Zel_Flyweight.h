@@ -270,8 +270,9 @@ void Zel_FlyweightContainer<T>::GrowIndex() {
 // Intended: "Expend" is how the operation and its line have always been spelled.
 template <class T>
 void Zel_FlyweightContainer<T>::ExpendBuffer() {
-  m_buffers.push_back(m_texts == Texts::kPermanent ? nullptr
-                                                   : std::make_unique<T[]>(SlotsPerBuffer()));
+  std::unique_ptr<T[]> buffer;
+  if (m_texts == Texts::kWithContainer) buffer = std::make_unique<T[]>(SlotsPerBuffer());
+  m_buffers.push_back(std::move(buffer));
   m_buffer = m_buffers.back().get();
   m_next_free = 0;
 }

@@ -699,6 +699,9 @@ TEST(RWCString, MayEndOnAnotherThreadThanItBegan) {
 }
 
 TEST(RWCString, MayEndWithItsThread) {
+#if defined(__MINGW32__)
+  GTEST_SKIP() << "mingw frees thread_local objects before it destroys them";
+#endif
   const std::uint64_t before = PooledStrings();
   for (int i = 0; i < 3; ++i) {
     std::thread([] {

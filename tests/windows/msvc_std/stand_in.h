@@ -178,8 +178,10 @@ class unique_ptr {
 template <class T>
 class unique_ptr<T[]> {
  public:
+  unique_ptr() noexcept;
   explicit unique_ptr(T* array) noexcept;
   unique_ptr(unique_ptr&& other) noexcept;
+  unique_ptr& operator=(unique_ptr&& other) noexcept;
   ~unique_ptr();
   T* get() const noexcept;
   T& operator[](size_t i) const;
