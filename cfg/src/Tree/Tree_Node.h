@@ -201,8 +201,9 @@ class TREE_API Tree_Node {
   // a reference into the tree, valid until the tree changes.  Assigning another
   // node to such a reference replaces the child in place.  Nothing else is told: the
   // new node's parent is not set, the old node goes on naming this one as its parent
-  // (call SetParent(nullptr) on it before this one goes), and among many siblings the
-  // new node may not be found by its name.
+  // (call SetParent(nullptr) on it before this one goes), a sibling that bears the new
+  // node's name is found before it, and among many siblings the new node may not be found
+  // by its name.
   // Cost: a name is found in constant time, however many siblings there are.
 
   // The child called `name`, `this_ptr` for an empty name, NULL_TREE_NODE_PTR (or
