@@ -342,24 +342,32 @@ class Round {
       if (model != nullptr || !library.isNull()) Part("One side yields a node, the other none.");
       return;
     }
-    if (model->real == nullptr) {
-      if (m_world.known.count(library.get()) != 0) Part("The library yields an old node.");
-      model->real = library.get();
-      m_world.known[library.get()] = model.get();
-      const std::string name = Str(library->GetKeyName());
-      if (!Matches(model->name, name)) Part("A new node is called " + Show(name) + ".");
-      if (model->name != name) {
-        CompareWithClock(name);
-        // From here on the clock plays no part: the round can be repeated.
-        model->name = kNames[static_cast<std::size_t>(model->serial) % kNames.size()];
-        library->SetKeyName(Rw(model->name));
-      }
-    }
+    if (model->real == nullptr) Learn(*model, *library);
     if (model->real != library.get()) {
       Part("The library yields another node than " + ModelSide::NameOf(model.get()) + ", " +
            Show(library->GetKeyName()) + ".");
     }
     PairChildren(*model, *library);
+  }
+
+  // A new node, and those above it that are new: the path of a node names them all.
+  void Learn(naive::Node& model, Tree_Node& library) {
+    if (m_world.known.count(&library) != 0) Part("The library yields an old node.");
+    model.real = &library;
+    m_world.known[&library] = &model;
+    const std::string name = Str(library.GetKeyName());
+    if (!Matches(model.name, name)) Part("A new node is called " + Show(name) + ".");
+    if (model.name != name) {
+      CompareWithClock(name);
+      // From here on the clock plays no part: the round can be repeated.
+      model.name = kNames[static_cast<std::size_t>(model.serial) % kNames.size()];
+      library.SetKeyName(Rw(model.name));
+    }
+    if (model.parent == nullptr || model.parent->real != nullptr) return;
+    if (library.GetParent() == nullptr) {
+      Part("Node " + ModelSide::NameOf(&model) + " should have a parent.");
+    }
+    Learn(*model.parent, *library.GetParent());
   }
 
   void PairChildren(naive::Node& model, Tree_Node& library) {
