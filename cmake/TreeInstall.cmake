@@ -20,6 +20,7 @@ install(DIRECTORY cfg/src/Tree cfg/src/strarr inc/Zel platform/include/
   PATTERN Tree_Interning.h EXCLUDE
   PATTERN Tree_Log.h EXCLUDE
   PATTERN Tree_NameIndex.h EXCLUDE
+  PATTERN Tree_NodeMaker.h EXCLUDE
   PATTERN Tree_PathSegments.h EXCLUDE
   PATTERN Tree_Prefetch.h EXCLUDE
   PATTERN Tree_Statics.h EXCLUDE)

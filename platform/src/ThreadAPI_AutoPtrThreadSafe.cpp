@@ -3,6 +3,7 @@
 #include <new>
 
 #include "Zel/Zel_PoolAllocator.h"
+#include "Zel/Zel_PoolReturns.h"
 
 namespace {
 
@@ -28,6 +29,12 @@ void* autoptrthreadsafe_internal_data::operator new(std::size_t size) {
 
 void autoptrthreadsafe_internal_data::operator delete(void* record) noexcept {
   if (!Pool().AddToFreeList(record)) ::operator delete(record);
+}
+
+void autoptrthreadsafe_internal_data::Delete(autoptrthreadsafe_internal_data* record,
+                                             Zel_PoolReturns& returns) noexcept {
+  record->~autoptrthreadsafe_internal_data();
+  if (!returns.Add(record)) ::operator delete(record);
 }
 
 void autoptrthreadsafe_internal_data::IncreasePool(int elements, int expected_blocks) {

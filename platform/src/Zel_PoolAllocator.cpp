@@ -387,14 +387,6 @@ Zel_PoolAllocator::~Zel_PoolAllocator() {
   delete m_central;
 }
 
-// The block that `element` is an element of; null when it is none of this pool.
-inline const Block* Zel_PoolAllocator::BlockOf(const void* element) const noexcept {
-  const Block* const block = zel_page_map::Find(element);
-  if (block == nullptr || block->pool.load(std::memory_order_acquire) != this) return nullptr;
-  const std::uint64_t index = IndexIn(block->base.load(std::memory_order_relaxed), element);
-  return index < block->elements.load(std::memory_order_relaxed) ? block : nullptr;
-}
-
 void* Zel_PoolAllocator::Allocate() noexcept {
   Slot& slot = CacheNow()->slots[m_allocate_slot.load(std::memory_order_relaxed)];
   void* const element = TakeCached(slot, m_element_size);
@@ -443,6 +435,36 @@ void* Zel_PoolAllocator::AllocateSlowly() noexcept {
     Set(slot.fresh_count, range);
   }
   return TakeCached(slot, m_element_size);
+}
+
+std::size_t Zel_PoolAllocator::AllocateNeighbours(std::size_t most, void*& first) noexcept {
+  Slot& slot = CacheNow()->slots[m_allocate_slot.load(std::memory_order_relaxed)];
+  if (slot.limit == 0) return 0;  // no cache, or failures are ordered
+  const std::uint32_t left = Get(slot.fresh_count);
+  if (left == 0) {
+    // An element of the lists, or the first of a new range.
+    first = Allocate();
+    return first == nullptr ? 0 : 1;
+  }
+  const std::size_t count = std::min<std::size_t>(most, left);
+  first = slot.fresh;
+  slot.fresh += count * m_element_size;
+  Set(slot.fresh_count, left - count);
+  Unpoison(first, count * m_element_size);
+  return count;
+}
+
+void Zel_PoolAllocator::ReturnNeighbours(void* begin, void* end) noexcept {
+  char* const first = static_cast<char*>(begin);
+  const auto bytes = static_cast<std::size_t>(static_cast<char*>(end) - first);
+  Slot& slot = CacheNow()->slots[m_slot];
+  if (end == slot.fresh && slot.limit != 0) {
+    slot.fresh = first;
+    Set(slot.fresh_count, Get(slot.fresh_count) + bytes / m_element_size);
+    Poison(begin, bytes);
+    return;
+  }
+  for (char* at = first; at != end; at += m_element_size) AddToFreeList(at);
 }
 
 bool Zel_PoolAllocator::AddToFreeList(void* element) noexcept {

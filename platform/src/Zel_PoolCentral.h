@@ -42,6 +42,14 @@ inline std::uint64_t Zel_PoolAllocator::IndexIn(std::uintptr_t base,
   return std::rotr(offset * m_odd_inverse, static_cast<int>(m_twos));
 }
 
+// The block that `element` is an element of; null when it is none of this pool.
+inline const zel_page_map::Block* Zel_PoolAllocator::BlockOf(const void* element) const noexcept {
+  const zel_page_map::Block* const block = zel_page_map::Find(element);
+  if (block == nullptr || block->pool.load(std::memory_order_acquire) != this) return nullptr;
+  const std::uint64_t index = IndexIn(block->base.load(std::memory_order_relaxed), element);
+  return index < block->elements.load(std::memory_order_relaxed) ? block : nullptr;
+}
+
 // The part of a pool that all threads share; everything in it belongs to the
 // holder of the lock unless it is atomic.
 //
@@ -86,6 +94,20 @@ struct Zel_PoolAllocator::Central {
     if (bits != 0) PutIntoBlock(*block, word, bits, bit_count);
   }
 
+  // Takes back neighbours of one block.
+  void PutRange(char* begin, char* end) noexcept {
+    Block& block = *zel_page_map::FindOwn(begin);
+    const std::size_t size = pool->m_element_size;
+    const std::uint64_t count = static_cast<std::uint64_t>(end - begin) / size;
+    for (char* at = begin; at != end; at += size) zel_pool::ReportIfFree(at);
+    VisitWords(pool->IndexIn(block.base.load(std::memory_order_relaxed), begin), count,
+               [this, &block](std::uint64_t word, std::uint64_t bits, std::uint64_t bit_count) {
+                 PutIntoBlock(block, word, bits, bit_count);
+               });
+    free_elements += count;
+    zel_pool::Poison(begin, static_cast<std::size_t>(end - begin));
+  }
+
   // Up to a batch of free elements, in ascending order as far as they are of one block; an
   // empty list when there are none.
   Batch Take() noexcept { return TakeUpTo(batch); }
@@ -110,12 +132,9 @@ struct Zel_PoolAllocator::Central {
     }
     const std::uint64_t count = std::min<std::uint64_t>(end - first, most);
     if (count < kShortestRange) return 0;
-    for (std::uint64_t at = first; at < first + count;) {
-      const std::uint64_t bit = at % kWordBits;
-      const std::uint64_t bits = std::min(kWordBits - bit, first + count - at);
-      block.free[at / kWordBits] &= ~((~std::uint64_t{0} >> (kWordBits - bits)) << bit);
-      at += bits;
-    }
+    VisitWords(first, count, [&block](std::uint64_t word, std::uint64_t bits, std::uint64_t) {
+      block.free[word] &= ~bits;
+    });
     fresh = ElementAt(block, first);
     TookFrom(block, count);
     free_elements -= count;
@@ -209,6 +228,18 @@ struct Zel_PoolAllocator::Central {
 
   // Fewer neighbours are handed out as a list.
   static constexpr std::uint64_t kShortestRange = 8;
+
+  // Calls `visit` for the words that hold the `count` bits from `first` on, with these bits
+  // set, and with their number.
+  template <class Visit>
+  static void VisitWords(std::uint64_t first, std::uint64_t count, Visit visit) noexcept {
+    for (std::uint64_t at = first; at < first + count;) {
+      const std::uint64_t bit = at % kWordBits;
+      const std::uint64_t bits = std::min(kWordBits - bit, first + count - at);
+      visit(at / kWordBits, (~std::uint64_t{0} >> (kWordBits - bits)) << bit, bits);
+      at += bits;
+    }
+  }
 
   // `bits` are those of elements that come back, of the 64 that `word` is for.
   void PutIntoBlock(Block& block, std::uint64_t word, std::uint64_t bits,

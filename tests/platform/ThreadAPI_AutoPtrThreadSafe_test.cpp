@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "Zel/Zel_PoolAllocator.h"
+#include "Zel/Zel_PoolReturns.h"
 
 namespace {
 
@@ -222,27 +223,32 @@ TEST_F(HandleTest, AnAssignedHandleHoldsTheNewObjectWhenTheOldOneGoes) {
 }
 
 TEST_F(HandleTest, DropReferenceHandsOutTheObjectOnlyToTheLast) {
+  Zel_PoolReturns records(autoptrthreadsafe_internal_data::Pool());
   Handle a(new Thing(1));
   Handle b(a);
-  EXPECT_EQ(nullptr, a.DropReference());
+  EXPECT_EQ(nullptr, a.DropReference(records));
   EXPECT_TRUE(a.isNull());
   EXPECT_EQ(0u, a.UseCount());
   EXPECT_EQ(1u, b.UseCount());
-  Thing* const thing = b.DropReference();
+  Thing* const thing = b.DropReference(records);
   ASSERT_NE(nullptr, thing);
   EXPECT_TRUE(b.isNull());
   EXPECT_EQ(1, g_live) << "the caller deletes it";
   EXPECT_EQ(1, thing->number);
   delete thing;
+  records.GiveBack();
+  EXPECT_EQ(m_records_before, RecordsInUse());
 }
 
 TEST_F(HandleTest, DropReferenceOfANullHandleFreesItsRecord) {
+  Zel_PoolReturns records(autoptrthreadsafe_internal_data::Pool());
   Handle null(nullptr);
-  EXPECT_EQ(nullptr, null.DropReference());
+  EXPECT_EQ(nullptr, null.DropReference(records));
+  records.GiveBack();
   EXPECT_EQ(m_records_before, RecordsInUse());
-  EXPECT_EQ(nullptr, null.DropReference());
+  EXPECT_EQ(nullptr, null.DropReference(records));
   Handle empty;
-  EXPECT_EQ(nullptr, empty.DropReference());
+  EXPECT_EQ(nullptr, empty.DropReference(records));
 }
 
 TEST_F(HandleTest, SwapExchangesEverything) {
@@ -331,7 +337,8 @@ TEST_F(HandleTest, ExactlyOneThreadReleasesTheLastHandle) {
       for (int t = 0; t < 3; ++t) {
         threads.emplace_back([mine = shared, &dropped, &go]() mutable {
           while (!go) std::this_thread::yield();
-          if (Thing* const last = mine.DropReference()) {
+          Zel_PoolReturns records(autoptrthreadsafe_internal_data::Pool());
+          if (Thing* const last = mine.DropReference(records)) {
             ++dropped;
             delete last;
           }

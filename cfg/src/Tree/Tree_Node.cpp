@@ -77,7 +77,7 @@ int Tree_Node::Init(RWCString& name, Tree_Value* value) {
 Tree_Node::~Tree_Node() {
   // Where a caller has put another node into this one's handle the parent may be gone.
   m_is_listed = false;
-  Destroy();
+  if (m_children != nullptr || m_value != nullptr) Destroy();
 }
 
 Tree_Node& Tree_Node::operator=(const Tree_Node& other) {

@@ -391,8 +391,10 @@ class TREE_API Tree_Node {
 
   class Builder;
   class ChecksumWalk;
+  class Maker;
   class MergedChildren;
   class PlaceSearch;
+  class Releases;
 
   // These take the interned name as it is.
   explicit Tree_Node(const RWCString* interned_name);
@@ -411,13 +413,12 @@ class TREE_API Tree_Node {
 
   // Gives this node, which has none, a vector of children with room for `capacity`.
   void MakeChildren(int capacity);
-  void FreeChildren() noexcept;
   bool BeginDestroy();
 
   template <class Visit>
   static void VisitAll(Tree_Node* top, Visit visit);
 
-  Tree_NodePtr DuplicateAlone() const;
+  Tree_NodePtr Duplicate(Maker& maker) const;
 
   // Insert() and Add() of a node that stands in no tree yet.  They spare it the counting of
   // another handle; a refused node stays in the caller's.

@@ -13,6 +13,8 @@
 #include "Tree/Tree_NameIndex.h"
 #include "Tree/Tree_Node.h"
 #include "Tree/Tree_Prefetch.h"
+#include "Zel/Zel_PoolReturns.h"
+#include "Zel/Zel_PoolSupply.h"
 
 namespace {
 
@@ -155,9 +157,18 @@ void Tree_NodePtrVec::Append(Tree_NodePtr&& p) {
   const Tree_Node* const child = p.get();
   Tree_NodePtr* const element = NewElement(std::move(p));
   if (m_elements.HasRoom() && m_elements.HasWords() && !child->m_parent_was_set) {
-    m_elements.push_back(element, ShortcutTo(child));
+    m_elements.AppendInRoom(element, ShortcutTo(child));
   } else {
     InsertElement(m_elements.size(), element);
+  }
+}
+
+void Tree_NodePtrVec::Append(Tree_NodePtr&& p, Zel_PoolSupply& handles) {
+  const Tree_Node* const child = p.get();
+  if (m_elements.HasRoom() && m_elements.HasWords() && handles.IsReady()) {
+    m_elements.AppendInRoom(::new (handles.Take()) Tree_NodePtr(std::move(p)), ShortcutTo(child));
+  } else {
+    Append(std::move(p));
   }
 }
 
@@ -185,12 +196,13 @@ void Tree_NodePtrVec::BeginDrop() {
   m_dropped = 0;
 }
 
-bool Tree_NodePtrVec::DropNext(Tree_Node*& dead) noexcept {
+bool Tree_NodePtrVec::DropNext(Tree_Node*& dead, Zel_PoolReturns& handles,
+                               Zel_PoolReturns& records) noexcept {
   assert(m_dropped >= 0);
   if (m_dropped >= entries()) return false;
   Tree_NodePtr* const element = m_elements[static_cast<std::size_t>(m_dropped++)];
-  dead = element->DropReference();
-  FreeElement(element);
+  dead = element->DropReference(records);
+  if (!handles.Add(element)) ::operator delete(element);
   return true;
 }
 

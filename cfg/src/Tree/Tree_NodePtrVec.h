@@ -12,6 +12,8 @@
 #include "rw/RWCString.h"
 
 class Tree_NameIndex;
+class Zel_PoolReturns;
+class Zel_PoolSupply;
 
 // A Tree_NodePtrVec is the ordered list of a node's children.
 //
@@ -89,8 +91,10 @@ class TREE_API Tree_NodePtrVec {
   static void DeleteElement(Tree_NodePtr* element) noexcept;
   void InsertElement(std::size_t position, Tree_NodePtr* element);
 
-  // Appends `p` itself instead of a copy; `p` is null afterwards.
+  // Appends `p` itself instead of a copy; `p` is null afterwards.  The second form takes the
+  // memory for the handle from a supply, which is the pool's, as long as that has some.
   void Append(Tree_NodePtr&& p);
+  void Append(Tree_NodePtr&& p, Zel_PoolSupply& handles);
 
   // For many removals in a row: TakeOut() removes the handle at `position` but leaves
   // its place empty, until CloseGaps() moves the others together.
@@ -104,7 +108,7 @@ class TREE_API Tree_NodePtrVec {
   // about to go, then each DropNext() lets one go.  It yields false when none is
   // left, and in `dead` a node that the caller has to delete, or null.
   void BeginDrop();
-  bool DropNext(Tree_Node*& dead) noexcept;
+  bool DropNext(Tree_Node*& dead, Zel_PoolReturns& handles, Zel_PoolReturns& records) noexcept;
 
   // The position of one of this vector's handles.
   int PositionOf(const Tree_NodePtr* element) const;

@@ -10,6 +10,7 @@
 #include "Tree/Tree_Interning.h"
 #include "Tree/Tree_Log.h"
 #include "Tree/Tree_Node.h"
+#include "Tree/Tree_NodeMaker.h"
 #include "Tree/Tree_Statics.h"
 
 namespace {
@@ -222,7 +223,7 @@ class Tree_Node::Builder {
       if (const Tree_NodePtr* const child = FindChild(from, name)) {
         from = Tree_NodePtr(*child);
       } else {
-        Tree_NodePtr made(new Tree_Node(name));
+        Tree_NodePtr made = m_maker.MakeInner(name);
         from->InsertNew(Tree_NodePtr(made), from->GetChildCount(), -1);
         from = std::move(made);
       }
@@ -257,19 +258,27 @@ class Tree_Node::Builder {
   void AddNode(std::string_view name, const RWCString* known, const Tree_NodeInfo& record) {
     // Intended: an empty value makes an inner node, just as none does.
     const bool is_leaf = record.m_value != nullptr && !record.m_value->isNull();
-    std::unique_ptr<Tree_Value> value;
-    if (is_leaf) {
-      value.reset(new Tree_Value(tree_interning::InternAgain(record.m_value), record.m_is_change));
-    }
-    Tree_Node* const made = known != nullptr ? new Tree_Node(known, value.get())
-                                             : NewNode(name.data(), name.size(), value.get());
-    // The node owns the value from here on, and the handle the node.
-    static_cast<void>(value.release());
-    Tree_NodePtr node(made);
+    Tree_NodePtr node = is_leaf ? NewLeaf(name, known, record) : NewInner(name, known);
     if (!is_leaf) m_last_inner = node;
-    m_parent->AddNew(std::move(node));
+    m_maker.Add(*m_parent, std::move(node));
   }
 
+  Tree_NodePtr NewLeaf(std::string_view name, const RWCString* known, const Tree_NodeInfo& record) {
+    const RWCString* const value = tree_interning::InternAgain(record.m_value);
+    if (known != nullptr) return m_maker.MakeLeaf(known, value, record.m_is_change);
+    std::unique_ptr<Tree_Value> carried(new Tree_Value(value, record.m_is_change));
+    Tree_Node* const leaf = NewNode(name.data(), name.size(), carried.get());
+    // The node owns the value from here on, and the handle the node.
+    static_cast<void>(carried.release());
+    return Tree_NodePtr(leaf);
+  }
+
+  Tree_NodePtr NewInner(std::string_view name, const RWCString* known) {
+    if (known != nullptr) return m_maker.MakeInner(known);
+    return Tree_NodePtr(NewNode(name.data(), name.size(), nullptr));
+  }
+
+  Maker m_maker;
   Tree_NodePtr& m_root;
   Tree_NodePtr m_parent;
   Tree_NodePtr m_last_inner;

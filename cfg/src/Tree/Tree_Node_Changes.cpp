@@ -1,24 +1,28 @@
 // Tree_Node: the leaves that have changed.
 
 #include <cstddef>
-#include <memory>
 #include <utility>
 #include <vector>
 
-#include "Tree/Tree_Log.h"
 #include "Tree/Tree_Node.h"
+#include "Tree/Tree_NodeMaker.h"
 
 Tree_NodePtr Tree_Node::GetChangesTreeNode(Tree_NodePtr& node) {
   struct Level {
     Tree_Node* source;
     std::size_t next;  // position of the next child
     Tree_NodePtr changes;
-    void Append(Tree_NodePtr&& child) {
-      if (changes.isNull()) changes = Tree_NodePtr(new Tree_Node(source->m_key_name));
-      changes->InsertNew(std::move(child), changes->GetChildCount(), -1);
+    void Append(Maker& maker, Tree_NodePtr&& child) {
+      if (changes.isNull()) changes = maker.MakeInner(source->m_key_name);
+      if (maker.IsTraced()) {
+        changes->InsertNew(std::move(child), changes->GetChildCount(), -1);
+      } else {
+        maker.Append(*changes, std::move(child), -1);
+      }
     }
   };
   if (node.isNull() || node->GetChildCount() == 0) return Tree_NodePtr();
+  Maker maker;
   std::vector<Level> way;
   const auto enter = [&way](Tree_Node* source) { way.push_back({source, 0, Tree_NodePtr()}); };
   enter(node.get());
@@ -35,11 +39,7 @@ Tree_NodePtr Tree_Node::GetChangesTreeNode(Tree_NodePtr& node) {
       }
       const Tree_Value* const value = child->GetTreeValue();
       if (value == nullptr || value->m_is_change == 0) continue;
-      std::unique_ptr<Tree_Value> copy(new Tree_Value(value->m_value, 1));
-      Tree_Node* const leaf = new Tree_Node(child->m_key_name, copy.get());
-      // The node owns the value from here on, and the handle the node.
-      static_cast<void>(copy.release());
-      level.Append(Tree_NodePtr(leaf));
+      level.Append(maker, maker.MakeLeaf(child->m_key_name, value->m_value, 1));
     }
     if (inner != nullptr) {
       enter(inner);
@@ -48,6 +48,6 @@ Tree_NodePtr Tree_Node::GetChangesTreeNode(Tree_NodePtr& node) {
     Tree_NodePtr changes = std::move(level.changes);
     way.pop_back();
     if (way.empty()) return changes;
-    if (!changes.isNull()) way.back().Append(std::move(changes));
+    if (!changes.isNull()) way.back().Append(maker, std::move(changes));
   }
 }

@@ -14,6 +14,7 @@
 #include "Tree/Tree_Log.h"
 #include "Tree/Tree_NameIndex.h"
 #include "Tree/Tree_Node.h"
+#include "Tree/Tree_NodeMaker.h"
 #include "Tree/Tree_Statics.h"
 
 namespace {
@@ -41,8 +42,9 @@ void LogInsert(int index) {
 class Tree_Node::MergedChildren {
  public:
   // `expected`: children that may be added.
-  MergedChildren(Tree_Node* node, int expected)
+  MergedChildren(Tree_Node* node, int expected, Maker& maker)
       : m_node(node),
+        m_maker(maker),
         m_is_wide(static_cast<std::size_t>(expected) >= Tree_NodePtrVec::kIndexedFrom &&
                   expected >= node->GetChildCount() / kFewBeside) {
     if (!m_is_wide) return;
@@ -63,9 +65,11 @@ class Tree_Node::MergedChildren {
   // Adds a copy of a node with everything below it; a leaf refuses it.
   void AddCopy(Tree_Node* source) {
     // Most are leaves, which need no walk.
-    Tree_NodePtr copy = source->m_children == nullptr ? source->DuplicateAlone()
-                                                      : source->DuplicateFromHereDown(true);
-    if (m_node->AddNew(std::move(copy)) && m_is_wide) List(m_ranks.size(), source->m_key_name);
+    Tree_NodePtr copy =
+        source->m_children == nullptr ? m_maker.CopyAlone(*source) : source->Duplicate(m_maker);
+    if (m_maker.Add(*m_node, std::move(copy)) && m_is_wide) {
+      List(m_ranks.size(), source->m_key_name);
+    }
   }
 
   // Removes the first child of that name and adds it again.
@@ -135,6 +139,7 @@ class Tree_Node::MergedChildren {
   }
 
   Tree_Node* m_node;
+  Maker& m_maker;
   bool m_is_wide;
 
   // For wide nodes.  A place is a position among the children, which does not change
@@ -172,7 +177,8 @@ Tree_NodePtr Tree_Node::Merge(Tree_NodePtr& base, Tree_NodePtr& override) {
   if (base.isNull()) return override;
   if (IsChunkArea(override)) return override;
 
-  Tree_NodePtr result = override->DuplicateFromHereDown(true);
+  Maker maker;
+  Tree_NodePtr result = override->Duplicate(maker);
   struct Level {
     Tree_Node* base;
     int next;   // position of the next child of `base`
@@ -180,9 +186,9 @@ Tree_NodePtr Tree_Node::Merge(Tree_NodePtr& base, Tree_NodePtr& override) {
     MergedChildren merged;
   };
   std::vector<Level> way;
-  const auto enter = [&way](Tree_Node* from, Tree_Node* into) {
+  const auto enter = [&way, &maker](Tree_Node* from, Tree_Node* into) {
     const int count = from->GetChildCount();
-    way.push_back({from, 0, count, MergedChildren(into, count)});
+    way.push_back({from, 0, count, MergedChildren(into, count, maker)});
   };
   enter(base.get(), result.get());
   for (;;) {
@@ -214,9 +220,10 @@ Tree_NodePtr Tree_Node::Merge(Tree_NodePtr& base, Tree_NodePtr& override) {
 Tree_NodePtr Tree_Node::MergeOneLevel(Tree_NodePtr& base, Tree_NodePtr& override) {
   if (override.isNull()) return base;
   if (base.isNull()) return override;
-  Tree_NodePtr result = override->DuplicateFromHereDown(true);
+  Maker maker;
+  Tree_NodePtr result = override->Duplicate(maker);
   const int count = base->GetChildCount();
-  MergedChildren merged(result.get(), count);
+  MergedChildren merged(result.get(), count, maker);
   for (int i = 0; i < count; ++i) {
     Tree_Node* const child = base->m_children->HandleAt(i).get();
     if (child != nullptr && merged.Find(child->m_key_name) == nullptr) {

@@ -5,12 +5,49 @@
 // in the call stack.
 
 #include <cstddef>
-#include <memory>
+#include <new>
 #include <utility>
 #include <vector>
 
-#include "Tree/Tree_Log.h"
 #include "Tree/Tree_Node.h"
+#include "Tree/Tree_NodeMaker.h"
+#include "Tree/Tree_Prefetch.h"
+#include "Zel/Zel_PoolReturns.h"
+
+// What a tree that is torn down gives back to the pools.
+class Tree_Node::Releases {
+ public:
+  // Deletes a node without children.
+  void Delete(Tree_Node* node) noexcept {
+    if (Tree_Value* const value = std::exchange(node->m_value, nullptr)) {
+      value->~Tree_Value();
+      Free(m_values, value);
+    }
+    node->~Tree_Node();
+    Free(m_nodes, node);
+  }
+
+  void DeleteChildren(Tree_Node* node) noexcept {
+    Tree_NodePtrVec* const children = std::exchange(node->m_children, nullptr);
+    children->~Tree_NodePtrVec();
+    Free(m_vectors, children);
+  }
+
+  bool DropNext(Tree_NodePtrVec& children, Tree_Node*& dead) noexcept {
+    return children.DropNext(dead, m_handles, m_records);
+  }
+
+ private:
+  static void Free(Zel_PoolReturns& returns, void* block) noexcept {
+    if (!returns.Add(block)) ::operator delete(block);
+  }
+
+  Zel_PoolReturns m_nodes{m_NodesPool};
+  Zel_PoolReturns m_values{Tree_Value::m_sValuesPool};
+  Zel_PoolReturns m_vectors{m_sChildTreeNodeVec};
+  Zel_PoolReturns m_handles{Tree_NodePtrVec::m_pPrivatePool};
+  Zel_PoolReturns m_records{autoptrthreadsafe_internal_data::Pool()};
+};
 
 void Tree_Node::Destroy() {
   if (!BeginDestroy()) return;
@@ -18,29 +55,30 @@ void Tree_Node::Destroy() {
   // A child's last handle may be ours, and a grandchild's last handle the child's.
   // Nodes that are let go for good stay until their own children are gone, and their
   // parent pointers, which nobody can ask for any more, are the way back up.
+  Releases releases;
   Tree_Node* node = this;
   for (;;) {
     Tree_Node* dead = nullptr;
-    if (node->m_children->DropNext(dead)) {
+    if (releases.DropNext(*node->m_children, dead)) {
       if (dead == nullptr) continue;
       if (dead->m_children != nullptr) {
         dead->BeginDestroy();
         dead->m_parent = node;
         node = dead;
       } else {
-        delete dead;
+        releases.Delete(dead);
       }
       continue;
     }
     const void* const children = node->m_children;
-    node->FreeChildren();
+    releases.DeleteChildren(node);
     if (node == this) {
       if (Tree_NodePtrVec* const siblings = ListedIn()) siblings->ChildLostChildren(this, children);
       return;
     }
     dead = node;
     node = node->m_parent;
-    delete dead;
+    releases.Delete(dead);
   }
 }
 
@@ -49,7 +87,9 @@ bool Tree_Node::BeginDestroy() {
   // Whoever still holds a child must not reach this node through it any more.
   if (m_children != nullptr) {
     for (const Tree_NodePtr* child : m_children->m_elements) {
-      if (!child->isNull()) (*child)->m_parent = nullptr;
+      if (child->isNull()) continue;
+      (*child)->m_parent = nullptr;
+      Tree_Prefetch((*child)->m_value);
     }
   }
   delete std::exchange(m_value, nullptr);
@@ -58,47 +98,45 @@ bool Tree_Node::BeginDestroy() {
   return true;
 }
 
-void Tree_Node::FreeChildren() noexcept {
-  Tree_NodePtrVec* const children = std::exchange(m_children, nullptr);
-  children->~Tree_NodePtrVec();
-  if (!m_sChildTreeNodeVec.AddToFreeList(children)) ::operator delete(children);
+Tree_NodePtr Tree_Node::DuplicateFromHereDown(bool /*unused*/) {
+  Maker maker;
+  return Duplicate(maker);
 }
 
-Tree_NodePtr Tree_Node::DuplicateFromHereDown(bool /*unused*/) {
+Tree_NodePtr Tree_Node::Duplicate(Maker& maker) const {
   struct Level {
-    Tree_Node* source;
+    const Tree_Node* source;
     Tree_NodePtr copy;
     std::size_t next = 0;  // position of the next child
     int copied = 0;        // children that are not null handles
   };
-  const bool traced = ZelGLog.GetLevel() >= tree_log::kTrace;
-  const auto insert = [traced](Level& level, Tree_NodePtr&& copy) {
+  const auto insert = [&maker](Level& level, Tree_NodePtr&& copy) {
     Tree_Node& parent = *level.copy;
-    const int count = level.source->GetChildCount();
-    if (traced || !parent.m_allows_children) {
+    const int count = level.source->m_children->entries();
+    if (maker.IsTraced() || !parent.m_allows_children) {
       parent.InsertNew(std::move(copy), level.copied++, count);
     } else {
-      parent.AppendNew(std::move(copy), count);
+      maker.Append(parent, std::move(copy), count);
     }
   };
   std::vector<Level> way;
-  way.push_back({this, DuplicateAlone()});
+  way.push_back({this, maker.CopyAlone(*this)});
   for (;;) {
     Level& level = way.back();
     if (level.source->m_children != nullptr) {
       const Tree_ElementArray& children = level.source->m_children->m_elements;
-      Tree_Node* inner = nullptr;
+      const Tree_Node* inner = nullptr;
       while (level.next < children.size() && inner == nullptr) {
-        Tree_Node* const child = children[level.next++]->get();
+        const Tree_Node* const child = children[level.next++]->get();
         if (child == nullptr) continue;
         if (child->m_children == nullptr) {
-          insert(level, child->DuplicateAlone());
+          insert(level, maker.CopyAlone(*child));
         } else {
           inner = child;
         }
       }
       if (inner != nullptr) {
-        way.push_back({inner, inner->DuplicateAlone()});
+        way.push_back({inner, maker.CopyAlone(*inner)});
         continue;
       }
     }
@@ -108,17 +146,6 @@ Tree_NodePtr Tree_Node::DuplicateFromHereDown(bool /*unused*/) {
     if (way.empty()) return copy;
     insert(way.back(), std::move(copy));
   }
-}
-
-Tree_NodePtr Tree_Node::DuplicateAlone() const {
-  std::unique_ptr<Tree_Value> value;
-  if (!m_allows_children && m_value != nullptr) {
-    value.reset(new Tree_Value(m_value->m_value, m_value->m_is_change));
-  }
-  Tree_Node* const copy = new Tree_Node(m_key_name, value.get());
-  // The node owns the value from here on, and the handle the node.
-  static_cast<void>(value.release());
-  return Tree_NodePtr(copy);
 }
 
 void Tree_Node::ExecuteOnEntireSubtree(void (*fn)(Tree_Node*)) {

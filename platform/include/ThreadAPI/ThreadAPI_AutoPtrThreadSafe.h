@@ -8,6 +8,7 @@
 #include "TreePlatform_Export.h"
 
 class Zel_PoolAllocator;
+class Zel_PoolReturns;
 
 // The control record that all handles to one object share: how many they are,
 // and whether the last of them deletes the object.
@@ -31,7 +32,10 @@ class TREE_PLATFORM_API autoptrthreadsafe_internal_data {
   // Zel_PoolAllocator::ResetBlockInfo.
   static void IncreasePool(int elements, int expected_blocks);
 
-  // The record pool, for statistics and tests.
+  // Deletes a record, whose memory goes to `returns`, made for Pool(), or to the heap.
+  static void Delete(autoptrthreadsafe_internal_data* record, Zel_PoolReturns& returns) noexcept;
+
+  // The record pool.
   static Zel_PoolAllocator& Pool();
 
   // One handle more.
@@ -83,6 +87,11 @@ class ThreadAPI_AutoPtrThreadSafe {
   // a raw pointer as a handle work.
   ThreadAPI_AutoPtrThreadSafe(T* node) : m_node(node), m_record(NewRecord(node)) {}
 
+  // Takes over the record as well, a fresh one.  It stands in memory of the record pool or was
+  // made with new.
+  ThreadAPI_AutoPtrThreadSafe(T* node, autoptrthreadsafe_internal_data* record) noexcept
+      : m_node(node), m_record(record) {}
+
   ThreadAPI_AutoPtrThreadSafe(const ThreadAPI_AutoPtrThreadSafe& other) noexcept
       : m_node(other.m_node), m_record(other.m_record) {
     if (m_record != nullptr) m_record->Raise();
@@ -127,13 +136,14 @@ class ThreadAPI_AutoPtrThreadSafe {
   // deleted, and the caller has to delete it; otherwise the result is null.
   // It lets a deep structure be torn down one object at a time, where plain
   // releases would nest as deep as the structure.
-  T* DropReference() noexcept {
+  // A record goes to `records`, made for the record pool.
+  T* DropReference(Zel_PoolReturns& records) noexcept {
     T* const node = m_node;
     autoptrthreadsafe_internal_data* const record = m_record;
     Forget();
     if (record == nullptr || !record->Lower()) return nullptr;
     const bool owns = record->OwnsNode();
-    delete record;
+    autoptrthreadsafe_internal_data::Delete(record, records);
     return owns ? node : nullptr;
   }
 

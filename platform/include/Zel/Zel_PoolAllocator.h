@@ -93,6 +93,16 @@ class TREE_PLATFORM_API Zel_PoolAllocator {
   // one of this pool.  An element must not be given back twice.
   bool AddToFreeList(void* element) noexcept;
 
+  // Memory for neighbouring elements, `most` of them at most, the first one at `first`;
+  // returns how many they are.  0 when there are none, in a thread that has no cache of this
+  // pool yet, and while failures are ordered; Allocate() is to be asked then.  See
+  // Zel_PoolSupply.
+  std::size_t AllocateNeighbours(std::size_t most, void*& first) noexcept;
+
+  // Takes back the rest of such neighbours, from `begin` on up to their end.  See
+  // Zel_PoolReturns for others.
+  void ReturnNeighbours(void* begin, void* end) noexcept;
+
   // Whether `element` is the address of an element of this pool, in use or
   // not.  An address inside an element is not.
   bool Exist(const void* element) const noexcept;
@@ -124,6 +134,7 @@ class TREE_PLATFORM_API Zel_PoolAllocator {
  private:
   friend struct Zel_PoolList;
   friend struct Zel_PoolThreads;
+  friend class Zel_PoolReturns;
   struct Central;
 
   const zel_page_map::Block* BlockOf(const void* element) const noexcept;

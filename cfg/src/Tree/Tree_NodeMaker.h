@@ -1,0 +1,81 @@
+#ifndef TREE_TREE_NODEMAKER_H
+#define TREE_TREE_NODEMAKER_H
+
+#include <memory>
+#include <new>
+#include <utility>
+
+#include "ThreadAPI/ThreadAPI_AutoPtrThreadSafe.h"
+#include "Tree/Tree_Log.h"
+#include "Tree/Tree_Node.h"
+#include "Zel/Zel_PoolSupply.h"
+
+// Makes the nodes of a tree that comes into being by one operation.
+//
+// A leaf is a node, a value, a handle and the handle's record, each from a pool of its own.
+// To take them from supplies costs a fraction of what asking the pools each time does.
+//
+// Where a pool has nothing at hand it does what `new` and Add() do, which go to the general
+// heap, and throws what they throw.
+class Tree_Node::Maker {
+ public:
+  Tree_NodePtr MakeInner(const RWCString* name) {
+    if (!m_nodes.IsReady() || !m_records.IsReady()) return Tree_NodePtr(new Tree_Node(name));
+    return Handle(::new (m_nodes.Take()) Tree_Node(name));
+  }
+
+  Tree_NodePtr MakeLeaf(const RWCString* name, const RWCString* value, int is_change) {
+    if (!m_nodes.IsReady() || !m_values.IsReady() || !m_records.IsReady()) {
+      return MakeLeafFromPools(name, value, is_change);
+    }
+    auto* const carried = ::new (m_values.Take()) Tree_Value(value, is_change);
+    return Handle(::new (m_nodes.Take()) Tree_Node(name, carried));
+  }
+
+  // A copy of a node without its children.
+  Tree_NodePtr CopyAlone(const Tree_Node& source) {
+    const Tree_Value* const value = source.m_allows_children ? nullptr : source.m_value;
+    return value == nullptr ? MakeInner(source.m_key_name)
+                            : MakeLeaf(source.m_key_name, value->m_value, value->m_is_change);
+  }
+
+  // Add() of a node that stands in no tree yet.  A refused one stays in `child`.
+  bool Add(Tree_Node& parent, Tree_NodePtr&& child) {
+    if (m_is_traced || !parent.m_allows_children) return parent.AddNew(std::move(child));
+    Append(parent, std::move(child), -1);
+    return true;
+  }
+
+  // The same without a word, for parents that allow children.
+  void Append(Tree_Node& parent, Tree_NodePtr&& child, int capacity_hint) {
+    child->m_parent = &parent;
+    child->m_is_listed = true;
+    if (parent.m_children == nullptr) parent.MakeChildren(capacity_hint);
+    parent.m_children->Append(std::move(child), m_handles);
+  }
+
+  // Whether operations on nodes have something to trace.
+  bool IsTraced() const { return m_is_traced; }
+
+ private:
+  Tree_NodePtr Handle(Tree_Node* node) {
+    return Tree_NodePtr(node, ::new (m_records.Take()) autoptrthreadsafe_internal_data);
+  }
+
+  static Tree_NodePtr MakeLeafFromPools(const RWCString* name, const RWCString* value,
+                                        int is_change) {
+    std::unique_ptr<Tree_Value> carried(new Tree_Value(value, is_change));
+    Tree_Node* const leaf = new Tree_Node(name, carried.get());
+    // The node owns the value from here on, and the handle the node.
+    static_cast<void>(carried.release());
+    return Tree_NodePtr(leaf);
+  }
+
+  const bool m_is_traced = ZelGLog.GetLevel() >= tree_log::kTrace;
+  Zel_PoolSupply m_nodes{m_NodesPool};
+  Zel_PoolSupply m_values{Tree_Value::m_sValuesPool};
+  Zel_PoolSupply m_handles{Tree_NodePtrVec::m_pPrivatePool};
+  Zel_PoolSupply m_records{autoptrthreadsafe_internal_data::Pool()};
+};
+
+#endif  // TREE_TREE_NODEMAKER_H
