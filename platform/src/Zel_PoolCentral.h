@@ -94,18 +94,18 @@ struct Zel_PoolAllocator::Central {
     if (bits != 0) PutIntoBlock(*block, word, bits, bit_count);
   }
 
-  // Takes back neighbours of one block.
-  void PutRange(char* begin, char* end) noexcept {
+  // Takes back neighbours of one block, the first one at `begin`.
+  void PutRange(char* begin, std::size_t bytes) noexcept {
     Block& block = *zel_page_map::FindOwn(begin);
     const std::size_t size = pool->m_element_size;
-    const std::uint64_t count = static_cast<std::uint64_t>(end - begin) / size;
-    for (char* at = begin; at != end; at += size) zel_pool::ReportIfFree(at);
+    const std::uint64_t count = bytes / size;
+    for (std::size_t at = 0; at != bytes; at += size) zel_pool::ReportIfFree(begin + at);
     VisitWords(pool->IndexIn(block.base.load(std::memory_order_relaxed), begin), count,
                [this, &block](std::uint64_t word, std::uint64_t bits, std::uint64_t bit_count) {
                  PutIntoBlock(block, word, bits, bit_count);
                });
     free_elements += count;
-    zel_pool::Poison(begin, static_cast<std::size_t>(end - begin));
+    zel_pool::Poison(begin, bytes);
   }
 
   // Up to a batch of free elements, in ascending order as far as they are of one block; an

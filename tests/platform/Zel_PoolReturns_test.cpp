@@ -119,6 +119,7 @@ TEST(Zel_PoolReturns, RefusesWhatIsNoneOfThePool) {
     EXPECT_FALSE(returns.Add(others));
     EXPECT_FALSE(returns.Add(heap.get()));
     EXPECT_FALSE(returns.Add(&local));
+    EXPECT_FALSE(returns.Add(reinterpret_cast<void*>(std::uintptr_t{0} - kSize)));
     EXPECT_FALSE(returns.Add(static_cast<char*>(elements[7]) + 8));
     // Where the neighbours of the first and of the last element would stand.
     EXPECT_FALSE(returns.Add(static_cast<char*>(elements.front()) - kSize));

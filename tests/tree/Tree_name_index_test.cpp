@@ -480,6 +480,22 @@ TEST(TreeNameIndex, ServesPruning) {
   CheckNames(top, {"n1", "n2", "n3", "n198", "n199"});
 }
 
+// Before anything is looked up again: the handle that the index had for "n100" is gone.
+TEST(TreeNameIndex, ServesChildrenOfANodeThatTakesAPrunedOnesPlace) {
+  Tree_NodePtr top = Wide(200);
+  Tree_NodePtr leaf = Leaf("leaf", "v");
+  top->GetChildAt(0)->Add(leaf);
+  CheckAll(top);
+  EXPECT_TRUE(top->RemoveEmptyBranches());
+  Tree_NodePtr again = Inner("n100");
+  top->Add(again);
+  Tree_NodePtr below = Leaf("below", "w");
+  again->Add(below);
+  CheckAll(top);
+  Tree_Path path("n100\\below");
+  EXPECT_EQ(below, top->GetRelativeNode(path, top));
+}
+
 TEST(TreeNameIndex, IsLeftInOrderByAFailedInsert) {
   Tree_NodePtr top = Wide(60);
   CheckAll(top);

@@ -51,6 +51,7 @@ bool Tree_NameIndex::Refresh(const Tree_ElementArray& elements) const {
 }
 
 void Tree_NameIndex::ChildGotChildren(const Tree_Node* child) {
+  if (m_broken) return;  // it may list handles that are gone
   Cell& cell = CellOf(child->m_key_name);
   if (cell.first != nullptr && cell.first->get() == child) {
     cell.shortcut = Tree_NodePtrVec::ShortcutTo(child);

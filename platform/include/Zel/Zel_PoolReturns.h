@@ -2,6 +2,7 @@
 #define ZEL_ZEL_POOLRETURNS_H
 
 #include <cstddef>
+#include <cstdint>
 
 #include "TreePlatform_Export.h"
 #include "Zel/Zel_PoolAllocator.h"
@@ -32,38 +33,39 @@ class TREE_PLATFORM_API Zel_PoolReturns {
   // Takes an element back.  False, and nothing happens, when `element` is not one of the
   // pool.  An element must not be given back twice.
   bool Add(void* element) noexcept {
-    char* const at = static_cast<char*>(element);
+    const auto at = reinterpret_cast<std::uintptr_t>(element);
     if (at == m_end && at != m_block_end) {
       m_end += m_element_size;
       return true;
     }
-    if (at + m_element_size == m_begin && at >= m_block_begin) {
+    if (at + m_element_size == m_begin && at >= m_block_begin && at < m_block_end) {
       m_begin = at;
       return true;
     }
-    return AddElsewhere(at);
+    return AddElsewhere(element);
   }
 
   void GiveBack() noexcept;
 
  private:
   struct Range {
-    char* begin;
-    char* end;
+    std::uintptr_t begin;
+    std::uintptr_t end;
   };
   static constexpr std::size_t kMostRanges = 16;
 
   void Close() noexcept;
-  bool AddElsewhere(char* element) noexcept;
+  bool AddElsewhere(void* element) noexcept;
   void GiveBackOneByOne() noexcept;
 
   Zel_PoolAllocator& m_pool;
   const std::size_t m_element_size;
-  // The present range and the block that it is in; all null when there is none.
-  char* m_begin = nullptr;
-  char* m_end = nullptr;
-  char* m_block_begin = nullptr;
-  char* m_block_end = nullptr;
+  // The addresses of the present range and of the block that it is in; all 0 when there is
+  // none.
+  std::uintptr_t m_begin = 0;
+  std::uintptr_t m_end = 0;
+  std::uintptr_t m_block_begin = 0;
+  std::uintptr_t m_block_end = 0;
   std::size_t m_closed = 0;      // ranges before it
   std::size_t m_to_hand_on = 0;  // elements, before it looks for ranges again
   Range m_ranges[kMostRanges];
