@@ -17,6 +17,8 @@ install(DIRECTORY cfg/src/Tree cfg/src/strarr inc/Zel platform/include/
   DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/tree
   FILES_MATCHING PATTERN "*.h"
   PATTERN String_Arr_TooBig.h EXCLUDE
+  PATTERN Tree_Bytes.h EXCLUDE
+  PATTERN Tree_ChildrenAhead.h EXCLUDE
   PATTERN Tree_Interning.h EXCLUDE
   PATTERN Tree_Log.h EXCLUDE
   PATTERN Tree_NameIndex.h EXCLUDE

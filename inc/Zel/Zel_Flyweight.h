@@ -4,7 +4,6 @@
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
-#include <cstring>
 #include <memory>
 #include <utility>
 #include <vector>
@@ -33,7 +32,7 @@
 //         and never written again.  That is why look-ups take no lock and write no
 //         shared memory, whatever other threads insert meanwhile.
 //
-// T is a string type with hash(), data(), length(), ==, and the static functions
+// T is a string type with hash(), data(), length(), equals(), and the static functions
 // hash(bytes, length) and PermanentObject(string) of RWCString.
 //
 // Threads: a container made with thread_safe may be used from any thread; inserts
@@ -90,6 +89,7 @@ class Zel_FlyweightContainer {
   static std::uint64_t Cell(const T* slot, unsigned hash);
   static const T* Slot(std::uint64_t cell);
 
+  const T* GetValueWithCare(const T& s, bool look_up_first);
   const T* Find(const char* bytes, std::size_t length, unsigned hash) const;
   void Enter(const T* slot, unsigned hash);
   void GrowIndex();
@@ -104,6 +104,7 @@ class Zel_FlyweightContainer {
   std::int32_t m_next_free = 0;
   bool m_thread_safe;
   bool m_use_regular_mutex = false;
+  bool m_looks_up_freely;  // thread-safe with the lock, and not without buffers
   Texts m_texts;
   std::atomic<const Table*> m_index{nullptr};
   std::size_t m_stored = 0;                      // strings in the index
@@ -124,6 +125,7 @@ Zel_FlyweightContainer<T>::Zel_FlyweightContainer(bool thread_safe, std::size_t 
                                                   Texts texts)
     : m_fly_size(static_cast<std::int32_t>(static_cast<std::uint32_t>(fly_size))),
       m_thread_safe(thread_safe),
+      m_looks_up_freely(false),
       m_texts(texts) {
   // A fly size of -1 asks for no strings at all, and beyond a million the index may
   // as well grow when the strings come.
@@ -148,6 +150,7 @@ Zel_FlyweightContainer<T>::Zel_FlyweightContainer(bool thread_safe, std::size_t 
         "Major Critical Problem, Can't use readers writers lock! Using regular mutex\n");
     m_use_regular_mutex = true;
   }
+  m_looks_up_freely = m_thread_safe && !m_use_regular_mutex && m_fly_size != kNoBuffers;
 
   if (m_fly_size != kNoBuffers) {
     // The line of a new buffer bears the name of whoever makes it.
@@ -164,7 +167,17 @@ Zel_FlyweightContainer<T>::~Zel_FlyweightContainer() {
 }
 
 template <class T>
-const T* Zel_FlyweightContainer<T>::GetValue(const T& s, bool look_up_first) {
+inline const T* Zel_FlyweightContainer<T>::GetValue(const T& s, bool look_up_first) {
+  if (m_looks_up_freely && look_up_first) {
+    if (const T* const found = Find(s.data(), s.length(), s.hash())) return found;
+    look_up_first = false;
+  }
+  return GetValueWithCare(s, look_up_first);
+}
+
+// The same where there is more to be done than to find the string.
+template <class T>
+const T* Zel_FlyweightContainer<T>::GetValueWithCare(const T& s, bool look_up_first) {
   if (m_fly_size == kNoBuffers) {
     ZEL_FLYWEIGHT_LOG("GetValue", 3, "This function is not supported if Flyweight size if -1\n");
     return nullptr;
@@ -174,11 +187,9 @@ const T* Zel_FlyweightContainer<T>::GetValue(const T& s, bool look_up_first) {
     if (!m_thread_safe) {
       ZEL_FLYWEIGHT_LOG("GetValue", 7, "Working non threadsafe\n");
       found = Find(s.data(), s.length(), s.hash());
-    } else if (m_use_regular_mutex) {
+    } else {
       ZEL_FLYWEIGHT_LOG("GetValue", 7, "Using regular mutex\n");
       ThreadAPI_LockGuard guard(m_mutex);
-      found = Find(s.data(), s.length(), s.hash());
-    } else {
       found = Find(s.data(), s.length(), s.hash());
     }
     if (found != nullptr) return found;
@@ -235,7 +246,7 @@ const T* Zel_FlyweightContainer<T>::Find(const char* bytes, std::size_t length,
     if (cell == 0) return nullptr;
     if ((cell & ~kAddressMask) != tag) continue;
     const T* const slot = Slot(cell);
-    if (slot->length() == length && std::memcmp(slot->data(), bytes, length) == 0) return slot;
+    if (slot->equals(bytes, length)) return slot;
   }
 }
 

@@ -59,8 +59,11 @@ inline constexpr bool kFromHeap = false;
 // `size` is a good size, the same for both.  The memory is aligned to 8.
 inline void* Take(std::size_t size) {
   if (!kFromHeap && size <= kLargestPooled) {
-    if (PoolOf(size).load(std::memory_order_relaxed) == nullptr) MakePools();
-    Zel_PoolAllocator* const pool = PoolOf(size).load(std::memory_order_acquire);
+    Zel_PoolAllocator* pool = PoolOf(size).load(std::memory_order_acquire);
+    if (pool == nullptr) {
+      MakePools();
+      pool = PoolOf(size).load(std::memory_order_acquire);
+    }
     if (void* const memory = pool->Allocate()) return memory;
   }
   return ::operator new(size);

@@ -475,6 +475,39 @@ TEST(RWCString, AStringWithAZeroByteEqualsNoPlainText) {
   EXPECT_TRUE(RWCString() == static_cast<const char*>(nullptr));
 }
 
+// Of every length, so that every way of cutting a text into words is taken; one byte differs.
+TEST(RWCString, EqualsTheBytesThatItHasAndNoOthers) {
+  std::string bytes;
+  for (int length = 0; length <= 70; ++length) {
+    const RWCString text = Make(bytes);
+    EXPECT_TRUE(text.equals(bytes.data(), bytes.size()));
+    EXPECT_TRUE(text == Make(bytes));
+    for (std::size_t at = 0; at < bytes.size(); ++at) {
+      std::string other = bytes;
+      other[at] = static_cast<char>(other[at] ^ 0x80);
+      EXPECT_FALSE(text.equals(other.data(), other.size())) << length << " " << at;
+      EXPECT_FALSE(text == Make(other)) << length << " " << at;
+    }
+    EXPECT_FALSE(text.equals((bytes + "x").data(), bytes.size() + 1));
+    EXPECT_EQ(bytes.empty(), text.equals(bytes.data(), 0));
+    bytes.push_back(static_cast<char>(length * 11));
+  }
+}
+
+// Bytes that differ from the wanted one in their lowest or highest bit are not taken for it.
+TEST(RWCString, FindsTheLastByteWhereverItStands) {
+  for (const char other : {']', '\xdc', '\0', '\xff'}) {
+    for (std::size_t length = 0; length <= 40; ++length) {
+      std::string bytes(length, other);
+      EXPECT_EQ(RW_NPOS, Make(bytes).last('\\'));
+      for (std::size_t at = 0; at < length; ++at) {
+        bytes[at] = '\\';
+        EXPECT_EQ(at, Make(bytes).last('\\')) << length;
+      }
+    }
+  }
+}
+
 // ------------------------------------------------------------------- Hash
 
 TEST(RWCString, EqualContentsHaveEqualHashes) {

@@ -3,8 +3,11 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <memory>
 #include <random>
 #include <string>
+
+#include "Zel_CRC_Feeds.h"
 
 namespace {
 
@@ -14,16 +17,19 @@ unsigned long CrcOf(const std::string& bytes) {
   return crc.Finish();
 }
 
-// The definition, bit by bit.
-std::uint32_t SlowCrcOf(const std::string& bytes) {
-  std::uint32_t value = 0xFFFFFFFFu;
-  for (const char byte : bytes) {
-    value ^= static_cast<unsigned char>(byte);
+// The definition, bit by bit: the register after some more bytes.
+std::uint32_t SlowFeed(std::uint32_t value, const char* bytes, std::size_t length) {
+  for (std::size_t i = 0; i < length; ++i) {
+    value ^= static_cast<unsigned char>(bytes[i]);
     for (int bit = 0; bit < 8; ++bit) {
       value = (value >> 1) ^ ((value & 1u) != 0 ? 0xEDB88320u : 0u);
     }
   }
-  return ~value;
+  return value;
+}
+
+std::uint32_t SlowCrcOf(const std::string& bytes) {
+  return ~SlowFeed(0xFFFFFFFFu, bytes.data(), bytes.size());
 }
 
 struct CrcCase {
@@ -90,6 +96,46 @@ TEST(Zel_CRC, AgreesWithTheDefinitionForEveryLengthAndAlignment) {
       ASSERT_EQ(SlowCrcOf(part), crc.Finish()) << "start " << start << ", length " << length;
     }
   }
+}
+
+// Both ways of feeding, of which a processor uses one.
+using Feed = std::uint32_t (*)(std::uint32_t, const char*, std::size_t) noexcept;
+using FeedNumber = std::uint32_t (*)(std::uint32_t, std::uint64_t, std::size_t) noexcept;
+
+void ExpectTheDefinition(Feed feed, FeedNumber feed_number) {
+  const unsigned seed = std::random_device{}();
+  SCOPED_TRACE(seed);
+  std::mt19937 random(seed);
+  constexpr std::size_t kLongest = 300;
+  for (std::size_t start = 0; start < 32; ++start) {
+    for (std::size_t length = 0; length <= kLongest; ++length) {
+      // A block that ends with the bytes, so that reading beyond them is noticed.
+      const auto block = std::make_unique<char[]>(start + length);
+      for (std::size_t i = 0; i < start + length; ++i) {
+        block[i] = static_cast<char>(random() & 0xFFu);
+      }
+      const char* const bytes = block.get() + start;
+      const auto before = static_cast<std::uint32_t>(random());
+      ASSERT_EQ(SlowFeed(before, bytes, length), feed(before, bytes, length))
+          << "start " << start << ", length " << length;
+      if (length == 0 || length > 8) continue;
+      std::uint64_t number = 0;
+      for (std::size_t i = length; i-- > 0;) {
+        number = (number << 8) | static_cast<unsigned char>(bytes[i]);
+      }
+      ASSERT_EQ(SlowFeed(before, bytes, length), feed_number(before, number, length))
+          << "a number of " << length << " bytes";
+    }
+  }
+}
+
+TEST(Zel_CRC, FeedingByTablesAgreesWithTheDefinition) {
+  ExpectTheDefinition(zel_crc::tables::Feed, zel_crc::tables::FeedNumber);
+}
+
+TEST(Zel_CRC, FeedingByProductsAgreesWithTheDefinition) {
+  if (!zel_crc::products::Available()) GTEST_SKIP() << "This processor has no such products.";
+  ExpectTheDefinition(zel_crc::products::Feed, zel_crc::products::FeedNumber);
 }
 
 TEST(Zel_CRC, DoesNotDependOnHowTheBytesAreSplit) {

@@ -308,6 +308,40 @@ TEST_P(NodeCreate, MakesAMillionNodesBelowOneAnother) {
   EXPECT_EQ(nullptr, nowhere->GetParent());
 }
 
+// Also where the last one bears the name as well, few or many.
+TEST_P(NodeCreate, TakesTheFirstOfSeveralThatBearTheName) {
+  for (int between : {0, 3, 9, 30}) {
+    SCOPED_TRACE(between);
+    Tree_NodePtr top = Inner("cfg", {Inner("x"), Inner("y")});
+    for (int i = 0; i < between; ++i) {
+      Tree_NodePtr other = Inner(RWCString(("n" + std::to_string(i)).c_str()));
+      top->Add(other);
+    }
+    for (const char* name : {"x", "z", "y"}) {
+      Tree_NodePtr again = Inner(name);
+      top->Add(again);
+      Tree_Node* const first = top->Get(RWCString(name), top.get());
+      EXPECT_EQ(first, At(top, name).get());
+      EXPECT_EQ(first, At(top, RWCString(name) + "\\q")->GetParent());
+      EXPECT_EQ(name == std::string("z"), first == again.get());
+    }
+  }
+}
+
+// A caller has put another node into the last handle, which was found by its name before.
+TEST_P(NodeCreate, FindsWhatStandsInTheLastHandle) {
+  Tree_NodePtr top = Inner("cfg", {Inner("x"), Inner("y")});
+  Tree_NodePtr y = At(top, "y");
+  Tree_NodePtr z = Inner("z");
+  top->GetChildAt(1) = z;
+  EXPECT_EQ(z.get(), At(top, "z").get());
+  EXPECT_EQ("cfg(x,z)", Shape(top));
+  EXPECT_EQ(z.get(), At(top, "z\\q")->GetParent());
+  At(top, "y");
+  EXPECT_EQ("cfg(x,z(q),y)", Shape(top));
+  y->SetParent(nullptr);
+}
+
 TEST_P(NodeCreate, LeavesASoundTreeWhenMemoryRunsOut) {
   for (const char* start : {"cfg", "leaf"}) {
     SCOPED_TRACE(start);

@@ -423,4 +423,44 @@ TEST(FlatteningAWideTree, KeepsTheOrderOfTheChildren) {
   });
 }
 
+// Writing a tree at once and writing its records are two pieces of code.
+void ExpectBytesOfTheRecords(Tree_NodePtr& top) {
+  EXPECT_TRUE(Written(Tree_Node::GetIdNodeVecFromTree(top, nullptr), "", false, false) ==
+              SerializedOnce(top, false));
+}
+
+RWCString TextOf(int length) {
+  RWCString text;
+  while (static_cast<int>(text.length()) < length) text.append("abcdefghijklmnopqrstuvwxyz");
+  text.resize(static_cast<std::size_t>(length));
+  return text;
+}
+
+TEST(GetSerializedTreeNode, WritesNamesAndValuesOfEveryLength) {
+  Tree_NodePtr all(new Tree_Node("top"));
+  for (int name = 1; name < 70; ++name) {
+    for (int value = 0; value < 70; ++value) {
+      Tree_NodePtr leaf(new Tree_Node(TextOf(name), new Tree_Value(TextOf(value), value)));
+      all->Add(leaf);
+      if (name > 35 && value > 35) continue;
+      SCOPED_TRACE(testing::Message() << "name of " << name << ", value of " << value);
+      Tree_NodePtr alone(new Tree_Node(TextOf(name)));
+      Tree_NodePtr only(new Tree_Node(TextOf(name), new Tree_Value(TextOf(value), 1)));
+      alone->Add(only);
+      ExpectBytesOfTheRecords(alone);
+    }
+  }
+  ExpectBytesOfTheRecords(all);
+}
+
+TEST(GetSerializedTreeNode, WritesBuffersOfManyMegabytes) {
+  Tree_NodePtr top(new Tree_Node("top"));
+  const RWCString value = TextOf(1000);
+  for (int i = 0; i < 9000; ++i) {
+    Tree_NodePtr leaf(new Tree_Node("leaf", new Tree_Value(value, i)));
+    top->Add(leaf);
+  }
+  ExpectBytesOfTheRecords(top);
+}
+
 }  // namespace

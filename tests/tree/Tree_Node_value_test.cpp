@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <random>
 #include <string>
 
 #include "Tree/Tree_Node.h"
@@ -263,6 +264,46 @@ TEST_F(NodeValue, WritesNothingWhenNotTraced) {
     }
   }
   EXPECT_NO_LOG(log);
+}
+
+// A path is read where it stands here and from a Tree_Path there.
+TEST(NodeValuePath, IsReadAsATreePathReadsIt) {
+  Tree_NodePtr top = Inner("cfg");
+  const std::string names[] = {"a", "bb", "name_of_some_length", "another_name_of_24_bytes"};
+  for (const std::string& first : names) {
+    for (const std::string& second : names) {
+      Tree_Path path(RWCString((first + "\\" + second).c_str()));
+      Tree_NodePtr parent = top->GetOrCreateRelativeNode(path, top);
+      for (const std::string& third : names) {
+        Tree_NodePtr leaf =
+            Leaf(RWCString(third.c_str()), RWCString((first + second + third).c_str()));
+        parent->Add(leaf);
+      }
+    }
+  }
+
+  std::mt19937 random(11);
+  int found = 0;
+  for (int round = 0; round < 20000; ++round) {
+    std::string text;
+    for (int i = 0; i < 3; ++i) {
+      const char separator = random() % 20 == 0 ? '\0' : '\\';
+      if (i > 0 || random() % 20 == 0) text += separator;
+      text += names[random() % 4];
+      if (random() % 20 == 0) text.resize(text.size() - random() % (text.size() + 1));
+    }
+    if (random() % 5 == 0) text += "\\x";
+    if (random() % 5 == 0) text += '\\';
+    SCOPED_TRACE(testing::PrintToString(text));
+    RWCString path(text.data(), text.size());
+    Tree_Path copied(path);
+    Tree_NodePtr& node = top->GetRelativeNodeByRef(copied, top);
+    const bool is_leaf = !node.isNull() && node->IsLeaf();
+    found += is_leaf ? 1 : 0;
+    ASSERT_EQ(is_leaf ? Str(node->GetTreeValue()->GetValue()) : "", Str(top->GetValue(path, top)));
+  }
+  EXPECT_GT(found, 5000);
+  EXPECT_LT(found, 18000);
 }
 
 }  // namespace

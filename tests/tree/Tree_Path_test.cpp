@@ -6,6 +6,7 @@
 
 #include <cstring>
 #include <new>
+#include <random>
 #include <string>
 #include <vector>
 
@@ -135,6 +136,43 @@ TEST(TreePath, ReadsUpToAZeroByteButCountsBackslashes) {
   Tree_Path leading(Bytes("\0a"));
   EXPECT_STREQ("", leading.GetRootAsCharPtr());
   EXPECT_EQ(1, leading.IsOnlyRoot());
+}
+
+// The same, byte by byte.
+std::vector<std::string> SegmentsOf(const std::string& path) {
+  std::vector<std::string> pieces{""};
+  std::size_t segments = 1;
+  for (const char c : path) {
+    if (c == '\\') ++segments;
+    if (c == '\\' || c == '\0') {
+      pieces.emplace_back();
+    } else {
+      pieces.back() += c;
+    }
+  }
+  pieces.resize(segments);
+  return pieces;
+}
+
+// Paths of every length, whose separators and zero bytes stand everywhere.
+TEST(TreePath, CutsPathsOfAnyLengthAsTheyAreReadByteByByte) {
+  std::mt19937 random(7);
+  for (std::size_t round = 0; round < 20000; ++round) {
+    std::string text(round % 70, 'x');
+    for (char& c : text) {
+      const auto choice = random() % 40;
+      if (choice < 3) c = '\\';
+      if (choice == 3 && round % 2 == 0) c = '\0';
+    }
+    SCOPED_TRACE(testing::PrintToString(text));
+    Tree_Path path(RWCString(text.data(), text.size()));
+    for (const std::string& segment : SegmentsOf(text)) {
+      ASSERT_EQ(0, path.IsOnlyRoot());
+      ASSERT_EQ(segment, path.GetRootAsCharPtr());
+    }
+    ASSERT_EQ(1, path.IsOnlyRoot());
+    ASSERT_EQ(SegmentsOf(text).back(), path.GetRootAsCharPtr());
+  }
 }
 
 TEST(TreePath, StartsWhenItIsSet) {

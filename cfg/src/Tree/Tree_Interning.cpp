@@ -2,9 +2,9 @@
 
 #include <atomic>
 #include <cstdlib>
-#include <cstring>
 
 #include "ThreadAPI/ThreadAPI_LockGuard.h"
+#include "Tree/Tree_Bytes.h"
 #include "Tree/Tree_Log.h"
 #include "Tree/Tree_Statics.h"
 #include "Zel/Zel_Flyweight.h"
@@ -18,22 +18,25 @@ using Container = Zel_FlyweightContainer<RWCString>;
 constexpr std::size_t kFlySize = 40000;
 
 std::atomic<Container*> instance{nullptr};
-std::atomic<bool> any_name_has_zero_byte{false};
 
 void DestroyInstance() {
   delete instance.exchange(nullptr);
 }
 
-// Made by whoever interns first, destroyed when the process ends.  A client's static
-// destructor that interns after that gets a fresh one.
-Container& Instance() {
-  if (Container* made = instance.load(std::memory_order_acquire)) return *made;
+Container& MakeInstance() {
   ThreadAPI_LockGuard guard(tree_statics::interning_mutex);
   if (Container* made = instance.load(std::memory_order_acquire)) return *made;
   Container* const made = new Container(true, kFlySize, Container::Texts::kPermanent);
   instance.store(made, std::memory_order_release);
   std::atexit(DestroyInstance);
   return *made;
+}
+
+// Made by whoever interns first, destroyed when the process ends.  A client's static
+// destructor that interns after that gets a fresh one.
+inline Container& Instance() {
+  if (Container* made = instance.load(std::memory_order_acquire)) return *made;
+  return MakeInstance();
 }
 
 }  // namespace
@@ -55,13 +58,9 @@ const RWCString* Find(const RWCString& text) {
   return Find(text.data(), text.length());
 }
 
-bool AnyNameHasZeroByte() {
-  return any_name_has_zero_byte.load(std::memory_order_relaxed);
-}
-
 const RWCString* InternName(const RWCString& name) {
   const RWCString* const interned = Intern(name);
-  if (std::memchr(name.data(), '\0', name.length()) != nullptr) {
+  if (tree_bytes::HasZeroByte(name.data(), name.length())) {
     any_name_has_zero_byte.store(true, std::memory_order_relaxed);
   }
   return interned;

@@ -3,6 +3,7 @@
 #ifndef TREE_TREE_INTERNING_H
 #define TREE_TREE_INTERNING_H
 
+#include <atomic>
 #include <cstddef>
 
 #include "rw/RWCString.h"
@@ -25,7 +26,10 @@ const RWCString* Find(const RWCString& text);
 
 // Whether a name with a zero byte inside was ever given to a node.  Until then, two
 // names are equal up to their first zero byte only when they are one stored string.
-bool AnyNameHasZeroByte();
+inline std::atomic<bool> any_name_has_zero_byte{false};
+inline bool AnyNameHasZeroByte() {
+  return any_name_has_zero_byte.load(std::memory_order_relaxed);
+}
 
 // To be called with every name that a node is given.
 const RWCString* InternName(const RWCString& name);

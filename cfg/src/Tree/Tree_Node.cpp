@@ -30,6 +30,21 @@ RWCString DefaultName() {
   return RWCString(name);
 }
 
+// The name that a node gets in place of one that is empty or has blanks at its ends.
+const RWCString* InternMended(const RWCString& name) {
+  const RWCString stripped = name.strip(RWCString::both);
+  if (!stripped.isNull()) {
+    const RWCString* const interned = tree_interning::InternName(stripped);
+    TREE_LOG("Init", tree_log::kRepaired, "Tree_Node::Init key name fixed: from <%s> to <%s>\n",
+             name.data(), stripped.data());
+    return interned;
+  }
+  const RWCString* const interned = tree_interning::InternName(DefaultName());
+  TREE_LOG("Init", tree_log::kRepaired,
+           "A tree with a NULL name has been set, tree was renamed to <%s>\n", interned->data());
+  return interned;
+}
+
 }  // namespace
 
 Tree_Node::Tree_Node(RWCString name) : Tree_Node(static_cast<const RWCString*>(nullptr)) {
@@ -56,19 +71,9 @@ Tree_Node::Tree_Node(const RWCString* interned_name, Tree_Value* value)
       m_children(nullptr) {}
 
 int Tree_Node::Init(RWCString& name, Tree_Value* value) {
-  const RWCString stripped = name.strip(RWCString::both);
-  if (!stripped.isNull()) {
-    m_key_name = tree_interning::InternName(stripped);
-    if (stripped.length() != name.length()) {
-      TREE_LOG("Init", tree_log::kRepaired, "Tree_Node::Init key name fixed: from <%s> to <%s>\n",
-               name.data(), stripped.data());
-    }
-  } else {
-    m_key_name = tree_interning::InternName(DefaultName());
-    TREE_LOG("Init", tree_log::kRepaired,
-             "A tree with a NULL name has been set, tree was renamed to <%s>\n",
-             m_key_name->data());
-  }
+  const std::size_t length = name.length();
+  const bool plain = length != 0 && name.data()[0] != ' ' && name.data()[length - 1] != ' ';
+  m_key_name = plain ? tree_interning::InternName(name) : InternMended(name);
   m_allows_children = value == nullptr;
   m_value = value;
   return 1;

@@ -391,6 +391,7 @@ class TREE_API Tree_Node {
 
   class Builder;
   class ChecksumWalk;
+  class ChildrenAhead;
   class Maker;
   class MergedChildren;
   class PlaceSearch;
@@ -419,6 +420,9 @@ class TREE_API Tree_Node {
   static void VisitAll(Tree_Node* top, Visit visit);
 
   Tree_NodePtr Duplicate(Maker& maker) const;
+
+  // Insert() of a node without a parent, once nothing refuses it.
+  void InsertOrphan(Tree_NodePtr& child, int child_index, int capacity_hint);
 
   // Insert() and Add() of a node that stands in no tree yet.  They spare it the counting of
   // another handle; a refused node stays in the caller's.

@@ -1,6 +1,7 @@
 #include "Tree/Tree_NodePtrVec.h"
 
 #include <algorithm>
+#include <bit>
 #include <cassert>
 #include <cstdint>
 #include <cstring>
@@ -15,6 +16,19 @@
 #include "Tree/Tree_Prefetch.h"
 #include "Zel/Zel_PoolReturns.h"
 #include "Zel/Zel_PoolSupply.h"
+
+// ThreadSanitizer would not know that no half of a shortcut is read.
+#if defined(__SANITIZE_THREAD__)
+#define TREE_WATCHES_THREADS 1
+#elif defined(__has_feature)
+#if __has_feature(thread_sanitizer)
+#define TREE_WATCHES_THREADS 1
+#endif
+#endif
+#if (defined(__SSE2__) || defined(_M_X64)) && !defined(TREE_WATCHES_THREADS)
+#define TREE_COMPARES_FOUR_SHORTCUTS 1
+#include <emmintrin.h>
+#endif
 
 namespace {
 
@@ -40,6 +54,46 @@ void PrefetchTarget(std::uint64_t shortcut) {
   if ((shortcut & kIsVector) == 0) return;
   Tree_Prefetch(target + 64);
   Tree_Prefetch(target + 128);
+}
+
+bool HasTag(std::uint64_t shortcut, std::uint64_t tag) {
+  return (shortcut & kTagMask) == tag;
+}
+
+// The place of the first shortcut with this tag, `count` when there is none.
+//
+// Where a name stands among its siblings is anybody's guess, and a processor that guesses
+// wrong has to wait for the shortcuts before it goes on.  Four of them are therefore
+// compared at once where that can be done.  The processor reads each of them as a whole,
+// and whoever follows one tests what it finds.
+inline std::size_t FirstTagged(const std::atomic<std::uint64_t>* shortcuts, std::size_t count,
+                               std::uint64_t tag) {
+  std::size_t place = 0;
+#if defined(TREE_COMPARES_FOUR_SHORTCUTS)
+  const __m128i wanted = _mm_set1_epi32(static_cast<int>(tag >> kTagShift));
+  const auto tagged = [shortcuts, wanted](std::size_t first) {
+    const auto* const at = reinterpret_cast<const double*>(shortcuts + first);
+    const __m128 two = _mm_castpd_ps(_mm_loadu_pd(at));
+    const __m128 next_two = _mm_castpd_ps(_mm_loadu_pd(at + 2));
+    const __m128i upper = _mm_castps_si128(_mm_shuffle_ps(two, next_two, 0xDD));
+    const __m128i equal = _mm_cmpeq_epi32(_mm_srli_epi32(upper, 16), wanted);
+    return static_cast<unsigned>(_mm_movemask_ps(_mm_castsi128_ps(equal)));
+  };
+  const auto in_four = [](unsigned bits) {
+    return static_cast<std::size_t>(std::countr_zero(bits));
+  };
+  for (; place + 4 <= count; place += 4) {
+    if (const unsigned bits = tagged(place)) return place + in_four(bits);
+  }
+  if (place == count) return count;
+  // The last four, of which some were compared before.
+  if (count >= 4) {
+    const unsigned bits = tagged(count - 4);
+    return bits != 0 ? count - 4 + in_four(bits) : count;
+  }
+#endif
+  while (place != count && !HasTag(shortcuts[place].load(std::memory_order_relaxed), tag)) ++place;
+  return place;
 }
 
 bool EqualsZeroTerminated(const RWCString& name, const char* text, std::size_t length) {
@@ -224,14 +278,12 @@ Tree_NodePtrVec::Found Tree_NodePtrVec::FindOnPath(const RWCString* name) const 
 }
 
 Tree_NodePtrVec::Found Tree_NodePtrVec::FindByShortcut(const RWCString* name) const {
-  const Shortcut tag = TagOf(name) >> kTagShift;
-  const std::atomic<Shortcut>* at = m_elements.Words();
-  for (const auto* const end = at + m_elements.size(); at != end; ++at) {
-    const Shortcut shortcut = at->load(std::memory_order_relaxed);
-    if (shortcut >> kTagShift != tag) continue;
-    const auto place = static_cast<std::size_t>(at - m_elements.Words());
-    return Follow(name, m_elements[place], shortcut,
-                  [at] { return at->load(std::memory_order_relaxed); });
+  const std::atomic<Shortcut>* const words = m_elements.Words();
+  const std::size_t place = FirstTagged(words, m_elements.size(), TagOf(name));
+  if (place != m_elements.size()) {
+    const std::atomic<Shortcut>& word = words[place];
+    return Follow(name, m_elements[place], word.load(std::memory_order_relaxed),
+                  [&word] { return word.load(std::memory_order_relaxed); });
   }
   return m_gave_away.load(std::memory_order_relaxed) ? At(Scan(name)) : Found{};
 }
@@ -261,6 +313,18 @@ Tree_NodePtrVec::Found Tree_NodePtrVec::FindZeroTerminated(const char* text,
     }
   }
   return FindOnPath(tree_interning::Find(text, length));
+}
+
+Tree_NodePtrVec::Found Tree_NodePtrVec::FindIfLast(const char* text, std::size_t length) const {
+  const std::size_t size = m_elements.size();
+  if (size == 0) return {};
+  Tree_NodePtr* const last = m_elements[size - 1];
+  const Tree_Node* const node = last->get();
+  if (node == nullptr || !node->m_key_name->equals(text, length)) return {};
+  // A sibling before it may bear the same name.
+  const bool is_first = m_elements.HasWords() &&
+                        FirstTagged(m_elements.Words(), size, TagOf(node->m_key_name)) == size - 1;
+  return is_first ? Found{last, node->m_children} : FindOnPath(node->m_key_name);
 }
 
 Tree_NodePtrVec::Found Tree_NodePtrVec::At(Tree_NodePtr* handle) {

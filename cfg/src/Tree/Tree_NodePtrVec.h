@@ -127,6 +127,9 @@ class TREE_API Tree_NodePtrVec {
   // their first zero byte.
   Found FindZeroTerminated(const char* text, std::size_t length) const;
 
+  // The same, but nothing unless the last child is called so.  The name is not looked up.
+  Found FindIfLast(const char* text, std::size_t length) const;
+
   // What at() returns, for the library's own reading.
   Tree_NodePtr& HandleAt(int i) const;
 

@@ -6,6 +6,7 @@
 #include <utility>
 #include <vector>
 
+#include "Tree/Tree_ChildrenAhead.h"
 #include "Tree/Tree_Node.h"
 #include "Zel/Zel_CRC.h"
 
@@ -65,11 +66,11 @@ class Tree_Node::ChecksumWalk {
     for (;;) {
       Level& level = m_way.back();
       if (level.next < m_pending.size()) {
-        const Tree_Node* const child = m_pending[level.next++].node;
-        if (child->m_children == nullptr) {
-          level.crc.AddNibbles(WithValue(child, Look(child->m_key_name).childless));
+        const Child& child = m_pending[level.next++];
+        if (child.node->m_children == nullptr) {
+          level.crc.AddNibbles(WithValue(child.node, child.childless));
         } else {
-          Enter(child);
+          Enter(child.node);
         }
         continue;
       }
@@ -86,6 +87,7 @@ class Tree_Node::ChecksumWalk {
   struct Child {
     std::uint64_t sort_key;
     const Tree_Node* node;
+    Zel_CRC childless;  // see Name
   };
   struct Level {
     const Tree_Node* node;
@@ -101,16 +103,33 @@ class Tree_Node::ChecksumWalk {
     std::uint64_t sort_key = 0;
     Zel_CRC childless;  // what a node without children has fed when its value comes
   };
-  static constexpr std::size_t kNames = 512;
+  // The table begins small, for small trees, and grows once when it turns out to be too small.
+  static constexpr int kFewNameBits = 9;
+  static constexpr int kManyNameBits = 12;
 
-  const Name& Look(const RWCString* name) {
-    if (m_names.empty()) m_names.resize(kNames);  // not for a node without children
+  Name& SlotOf(const RWCString* name) {
     // Multiplication spreads the addresses, whose low bits are always zero.
     const std::uint64_t hash =
         static_cast<std::uint64_t>(reinterpret_cast<std::uintptr_t>(name)) * 0x9E3779B97F4A7C15u;
-    Name& known = m_names[static_cast<std::size_t>(hash >> 55)];
-    if (known.name != name) known = {name, SortKey(*name), WithName(Zel_CRC(), name)};
+    return m_names[static_cast<std::size_t>(hash >> (64 - m_name_bits))];
+  }
+
+  const Name& Look(const RWCString* name) {
+    if (m_names.empty()) GrowNames();  // not for a node without children
+    Name& known = SlotOf(name);
+    return known.name == name ? known : Learn(name);
+  }
+
+  const Name& Learn(const RWCString* name) {
+    if (++m_learnt > m_names.size() && m_name_bits < kManyNameBits) GrowNames();
+    Name& known = SlotOf(name);
+    known = {name, SortKey(*name), WithName(Zel_CRC(), name)};
     return known;
+  }
+
+  void GrowNames() {
+    m_name_bits = m_names.empty() ? kFewNameBits : kManyNameBits;
+    m_names.assign(std::size_t{1} << m_name_bits, Name());
   }
 
   static Zel_CRC WithName(Zel_CRC crc, const RWCString* name) {
@@ -129,10 +148,14 @@ class Tree_Node::ChecksumWalk {
     m_way.push_back({node, m_pending.size(), m_pending.size(), Zel_CRC()});
     if (node->m_children == nullptr) return;
     bool all_ours = true;
-    for (const Tree_NodePtr* handle : node->m_children->m_elements) {
-      const Tree_Node* const child = handle->get();
+    const Tree_ElementArray& children = node->m_children->m_elements;
+    ChildrenAhead::Iterator asked = children.begin();
+    for (ChildrenAhead::Iterator at = children.begin(); at != children.end(); ++at) {
+      if (at == asked) asked = ChildrenAhead::Ask(at, children.end());
+      const Tree_Node* const child = (*at)->get();
       if (child == nullptr) continue;
-      m_pending.push_back({Look(child->m_key_name).sort_key, child});
+      const Name& name = Look(child->m_key_name);
+      m_pending.push_back({name.sort_key, child, name.childless});
       all_ours = all_ours && child->m_parent == node;
     }
     const auto first =
@@ -166,6 +189,8 @@ class Tree_Node::ChecksumWalk {
   }
 
   std::vector<Name> m_names;
+  int m_name_bits = 0;           // it has two to the power of so many entries
+  std::size_t m_learnt = 0;      // names that were not found in it
   std::vector<Child> m_pending;  // the children of all nodes on the way, in order
   std::vector<Level> m_way;
 };

@@ -1,10 +1,12 @@
 // Tree_Node: attaching, detaching and finding children by position.
 
+#include <cstddef>
 #include <new>
 #include <utility>
 
 #include "Tree/Tree_Log.h"
 #include "Tree/Tree_Node.h"
+#include "Tree/Tree_Prefetch.h"
 
 int Tree_Node::Add(Tree_NodePtr& new_child) {
   TREE_LOG("Add", tree_log::kTrace, "Start Add(Tree_NodePtr & new_child)\n");
@@ -39,18 +41,30 @@ int Tree_Node::Insert(Tree_NodePtr& new_child, int child_index, int capacity_hin
     return 0;
   }
 
-  // The argument may be the very handle that the old parent is about to drop.
-  Tree_NodePtr child(new_child);
-  if (Tree_Node* const old_parent = child->m_parent) old_parent->Remove(child);
+  if (new_child->m_parent == nullptr) {
+    InsertOrphan(new_child, child_index, capacity_hint);
+  } else {
+    // The argument may be the very handle that the old parent is about to drop.
+    Tree_NodePtr child(new_child);
+    child->m_parent->Remove(child);
+    InsertOrphan(child, child_index, capacity_hint);
+  }
+  TREE_LOG("Insert", tree_log::kTrace, "End Insert(Tree_NodePtr& new_child, int child_index)\n");
+  return 1;
+}
+
+inline void Tree_Node::InsertOrphan(Tree_NodePtr& child, int child_index, int capacity_hint) {
   // Intended: from here on the child names this node as its parent, whether or not its
   // position is a good one.
   child->m_parent = this;
   child->m_is_listed = false;
   if (m_children == nullptr) MakeChildren(capacity_hint);
-  m_children->insertAt(child_index, child);
+  if (child_index == m_children->entries()) {
+    m_children->Append(Tree_NodePtr(child));
+  } else {
+    m_children->insertAt(child_index, child);
+  }
   child->m_is_listed = true;
-  TREE_LOG("Insert", tree_log::kTrace, "End Insert(Tree_NodePtr& new_child, int child_index)\n");
-  return 1;
 }
 
 void Tree_Node::InsertNew(Tree_NodePtr&& child, int child_index, int capacity_hint) {
@@ -122,24 +136,25 @@ int Tree_Node::Remove(const RWCString& name) {
 }
 
 Tree_NodePtr& Tree_Node::GetChildAt(int index) {
+  const auto position = static_cast<std::size_t>(index);
+  if (m_children != nullptr && position < m_children->m_elements.size()) {
+    // Callers mostly go on to the next children: the node that comes soon is asked for now.
+    constexpr std::size_t kAhead = 4;
+    const Tree_ElementArray& elements = m_children->m_elements;
+    if (position + kAhead < elements.size()) Tree_Prefetch(elements[position + kAhead]->get());
+    m_children->GiveAway();
+    return *elements[position];
+  }
   if (index < 0) {
     TREE_LOG("GetChildAt", tree_log::kError,
              "GetChildAt : under <%s> index <%d> index is less then 0,return null Tree_NodePtr\n",
              GetPath().data(), index);
     return NULL_TREE_NODE_PTR;
   }
-  if (index >= GetChildCount()) {
-    TREE_LOG("GetChildAt", tree_log::kError,
-             "GetChildAt : index >= GetChildCount(),return null Tree_NodePtr\n");
-    return NULL_TREE_NODE_PTR;
-  }
-  if (m_children == nullptr) {
-    // Never seen: without children no index passes the test before.
-    TREE_LOG("GetChildAt", tree_log::kError,
-             "GetChildAt : children vec is null, return NULL_TREE_NODE_PTR\n");
-    return NULL_TREE_NODE_PTR;
-  }
-  return m_children->at(index);
+  // Without children no index gets here that is below their number.
+  TREE_LOG("GetChildAt", tree_log::kError,
+           "GetChildAt : index >= GetChildCount(),return null Tree_NodePtr\n");
+  return NULL_TREE_NODE_PTR;
 }
 
 int Tree_Node::GetIndex(Tree_NodePtr& a_child) {

@@ -89,27 +89,41 @@ Tree_NodePtr& Tree_Node::GetRelativeNodeByRef(Tree_Path& path, Tree_NodePtr& thi
 
 Tree_NodePtr Tree_Node::GetOrCreateRelativeNode(Tree_Path& path, Tree_NodePtr& this_ptr) {
   Tree_PathReader segments(path);
-  // Intended: a leaf on the way refuses the node that is made for the next segment.
-  // That node stands in no tree; it and what is made below it live until the end of
-  // this call, and only the result beyond.
-  Tree_NodePtr refused;
-  Tree_NodePtr made;
+  const auto create = [&segments](Tree_Node* parent, Tree_PathSegment segment) {
+    // Intended: a leaf on the way refuses the node that is made for the next segment.
+    // That node stands in no tree; it and what is made below it live until the end of
+    // this call, and only the result beyond.
+    Tree_NodePtr refused;
+    for (;;) {
+      Tree_NodePtr made(NewNode(segment.text, segment.length, nullptr));
+      if (parent->Insert(made, parent->GetChildCount(), -1) == 0) refused = made;
+      if (segments.WasLast()) return made;
+      segment = segments.Next();
+      if (segment.length == 0) return made;
+      parent = made.get();
+    }
+  };
+
   Tree_NodePtr* handle = nullptr;  // null for this node, which may have another one
   const Tree_NodePtrVec* children = m_children;
+  // Whoever makes nodes in order comes to the last child at every step: its name need not be
+  // looked up.  Nobody else does, which shows at the first step where there is a choice.
+  bool in_order = !tree_interning::AnyNameHasZeroByte();
   for (;;) {
     const Tree_PathSegment segment = segments.Next();
     if (segment.length == 0) return handle == nullptr ? this_ptr : *handle;
     Tree_NodePtrVec::Found found;
-    if (children != nullptr) found = children->FindZeroTerminated(segment.text, segment.length);
+    if (children != nullptr) {
+      if (in_order) found = children->FindIfLast(segment.text, segment.length);
+      in_order = found.handle != nullptr;
+      if (!in_order) found = children->FindZeroTerminated(segment.text, segment.length);
+    }
     if (found.handle == nullptr) {
-      Tree_Node* const parent = handle == nullptr ? this : handle->get();
-      made = Tree_NodePtr(NewNode(segment.text, segment.length, nullptr));
-      if (parent->Insert(made, parent->GetChildCount(), -1) == 0) refused = made;
-      found.handle = &made;
+      return create(handle == nullptr ? this : handle->get(), segment);
     }
     handle = found.handle;
-    children = found.below;
     if (segments.WasLast()) return *handle;
+    children = found.below;
   }
 }
 

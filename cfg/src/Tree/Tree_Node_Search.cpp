@@ -37,13 +37,15 @@ class Tree_Node::PlaceSearch {
     while (!m_way.empty()) {
       Level& level = m_way.back();
       const Tree_ElementArray& children = level.node->m_children->m_elements;
-      if (level.next == children.size()) {
+      const std::size_t count = children.size();
+      std::size_t next = level.next;
+      while (next != count && !IsToBeVisited(children[next]->get())) ++next;
+      if (next == count) {
         m_way.pop_back();
         continue;
       }
-      Tree_NodePtr& child = *children[level.next++];
-      // Nothing is below a node without children; only the empty path leads on from there.
-      if (child.isNull() || (child->m_children == nullptr && !m_path.empty())) continue;
+      level.next = next + 1;
+      Tree_NodePtr& child = *children[next];
       Visit(child.get(), child);
     }
   }
@@ -70,6 +72,11 @@ class Tree_Node::PlaceSearch {
     std::size_t next = 0;      // position of the next child
     std::optional<Text> text;  // made when a place is found below
   };
+
+  // Nothing is below a node without children; only the empty path leads on from there.
+  bool IsToBeVisited(const Tree_Node* child) const {
+    return child != nullptr && (child->m_children != nullptr || m_path.empty());
+  }
 
   void Visit(Tree_Node* node, Tree_NodePtr& handle) {
     if (Follow(node)) {

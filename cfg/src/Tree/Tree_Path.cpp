@@ -4,6 +4,9 @@
 #include <cstring>
 #include <new>
 
+#include "Tree/Tree_Bytes.h"
+#include "Tree/Tree_PathSegments.h"
+
 Tree_Path::Tree_Path()
     : m_unused(0), m_length(0), m_current(-1), m_count(0), m_cursor(nullptr), m_buffer(nullptr) {}
 
@@ -40,13 +43,7 @@ char* Tree_Path::GetRootAsCharPtr() {
 char* Tree_Path::NextSegment(std::size_t& length) {
   if (m_buffer == nullptr) return nullptr;
   char* const segment = m_cursor;
-  length = std::strlen(segment);
-  if (m_current < m_count) {
-    m_cursor += length + 1;
-    ++m_current;
-  } else if (m_current == m_count) {
-    ++m_current;
-  }
+  length = Tree_PathReader(*this).Next().length;
   return segment;
 }
 
@@ -66,14 +63,8 @@ void Tree_Path::InitSpaces(const RWCString& path) {
   m_unused = 0;
   m_length = static_cast<int>(length);
   m_current = 1;
-  m_count = 1;
+  m_count = 1 + tree_bytes::Zero(buffer, buffer + length, '\\');
   m_cursor = m_buffer = buffer;
-  char* const end = buffer + length;
-  for (char* at = buffer; (at = static_cast<char*>(std::memchr(
-                               at, '\\', static_cast<std::size_t>(end - at)))) != nullptr;) {
-    *at++ = '\0';
-    ++m_count;
-  }
 }
 
 void Tree_Path::CopyFrom(const Tree_Path& other) {

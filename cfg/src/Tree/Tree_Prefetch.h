@@ -10,6 +10,9 @@
 inline void Tree_Prefetch(const void* address) noexcept {
 #if defined(__GNUC__)
   __builtin_prefetch(address);
+  // gcc takes a function that does nothing but prefetch for one without effect and leaves out
+  // calls to it, unless it has a statement that must stay.
+  __asm__ volatile("");
 #elif defined(_MSC_VER) && defined(_M_X64)
   _mm_prefetch(static_cast<const char*>(address), _MM_HINT_T0);
 #else

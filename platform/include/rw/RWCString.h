@@ -125,6 +125,11 @@ class TREE_PLATFORM_API RWCString {
     return Compare(data(), length(), NotNull(other), LengthOf(other));
   }
 
+  // Whether the string is exactly these bytes.
+  bool equals(const char* bytes, std::size_t length) const noexcept {
+    return this->length() == length && AreEqual(data(), bytes, length);
+  }
+
   // A hash of the contents, kept with the representation once computed.  The
   // same in all strings of equal contents, within one run of a program.
   unsigned hash() const noexcept {
@@ -188,6 +193,36 @@ class TREE_PLATFORM_API RWCString {
     return a_length < b_length ? -1 : (a_length > b_length ? 1 : 0);
   }
 
+  // Most texts are short, and so is the way to their answer: the last bytes are read as a
+  // word that overlaps what was read before, and nothing is called.
+  static bool AreEqual(const char* a, const char* b, std::size_t length) noexcept {
+    for (; length > 32; a += 16, b += 16, length -= 16) {
+      if (!AreEndsEqual<std::uint64_t>(a, b, 16)) return false;
+    }
+    if (length > 16) {
+      return AreEndsEqual<std::uint64_t>(a, b, 16) &&
+             AreEndsEqual<std::uint64_t>(a + length - 16, b + length - 16, 16);
+    }
+    if (length >= 8) return AreEndsEqual<std::uint64_t>(a, b, length);
+    if (length >= 4) return AreEndsEqual<std::uint32_t>(a, b, length);
+    for (std::size_t i = 0; i < length; ++i) {
+      if (a[i] != b[i]) return false;
+    }
+    return true;
+  }
+  template <class Unsigned>
+  static bool AreEndsEqual(const char* a, const char* b, std::size_t length) noexcept {
+    const std::size_t last = length - sizeof(Unsigned);
+    return ((Word<Unsigned>(a) ^ Word<Unsigned>(b)) |
+            (Word<Unsigned>(a + last) ^ Word<Unsigned>(b + last))) == 0;
+  }
+  template <class Unsigned>
+  static Unsigned Word(const char* bytes) noexcept {
+    Unsigned word;
+    std::memcpy(&word, bytes, sizeof word);
+    return word;
+  }
+
   std::size_t Checked(std::size_t i) const {
     if (i >= length()) ThrowBounds(i, length());
     return i;
@@ -196,6 +231,7 @@ class TREE_PLATFORM_API RWCString {
   [[noreturn]] static void ThrowLength();
 
   static Rep* NewRep(std::size_t length, std::size_t capacity);
+  static Rep* RepOf(const char* bytes, std::size_t length);
   static CountedRep* Counted(Rep* rep) noexcept;
   static bool IsPermanent(const Rep* rep) noexcept {
     return (rep->count.load(std::memory_order_relaxed) & kUncounted) != 0;
@@ -216,8 +252,7 @@ class TREE_PLATFORM_API RWCString {
 };
 
 inline bool operator==(const RWCString& a, const RWCString& b) noexcept {
-  return a.data() == b.data() ||
-         (a.length() == b.length() && std::memcmp(a.data(), b.data(), a.length()) == 0);
+  return a.data() == b.data() || a.equals(b.data(), b.length());
 }
 inline bool operator!=(const RWCString& a, const RWCString& b) noexcept {
   return !(a == b);

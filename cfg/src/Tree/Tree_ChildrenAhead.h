@@ -1,0 +1,65 @@
+#ifndef TREE_TREE_CHILDRENAHEAD_H
+#define TREE_TREE_CHILDRENAHEAD_H
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+
+#include "Tree/Tree_Node.h"
+#include "Tree/Tree_Prefetch.h"
+
+// For walks through whole trees: asks for the memory of children before they are visited.
+//
+// From a child's handle to the text of its value it is a chain of four addresses, each of which
+// must have been read before the next one is known.  Trees that were built in another order
+// than they are walked in have each of them somewhere else; the walk then waits for one after
+// the other, unless the chains of several children are followed side by side.
+class Tree_Node::ChildrenAhead {
+ public:
+  using Iterator = Tree_ElementArray::const_iterator;
+
+  // To be called for the first child, and again for the child at which the result points.
+  static Iterator Ask(Iterator begin, Iterator end) {
+    end = begin + std::min<std::ptrdiff_t>(end - begin, kAtATime);
+    if (StandInOrder(begin, end)) return end;
+    for (Iterator at = begin; at != end; ++at) {
+      const Tree_Node* const node = (*at)->get();
+      if (node == nullptr) continue;
+      Tree_Prefetch(node->m_value);
+      if (node->m_children != nullptr) AskForVector(node->m_children);
+    }
+    for (Iterator at = begin; at != end; ++at) {
+      const Tree_Node* const node = (*at)->get();
+      if (node == nullptr) continue;
+      if (node->m_value != nullptr) Tree_Prefetch(node->m_value->m_value);
+      if (node->m_children != nullptr) AskForHandles(node->m_children->m_elements);
+    }
+    return end;
+  }
+
+ private:
+  static constexpr std::ptrdiff_t kAtATime = 16;
+
+  // Children that were made one after the other stand side by side, and the processor itself
+  // asks for what comes next.
+  static bool StandInOrder(Iterator begin, Iterator end) {
+    if (end - begin < 2) return true;
+    const auto address = [begin](int i) {
+      return reinterpret_cast<std::uintptr_t>(begin[i]->get());
+    };
+    constexpr std::uintptr_t kNear = 2048;
+    return address(1) - address(0) + kNear < 2 * kNear;
+  }
+
+  static void AskForVector(const Tree_NodePtrVec* children) {
+    const auto* const bytes = reinterpret_cast<const char*>(children);
+    for (const int line : {0, 64, 128}) Tree_Prefetch(bytes + line);
+  }
+
+  static void AskForHandles(const Tree_ElementArray& handles) {
+    const std::size_t count = std::min(handles.size(), std::size_t{kAtATime});
+    for (std::size_t i = 0; i < count; ++i) Tree_Prefetch(handles[i]);
+  }
+};
+
+#endif  // TREE_TREE_CHILDRENAHEAD_H
