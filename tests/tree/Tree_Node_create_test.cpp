@@ -372,6 +372,9 @@ TEST_P(NodeCreate, LeavesASoundTreeWhenMemoryRunsOut) {
 
 INSTANTIATE_TEST_SUITE_P(BothNames, NodeCreate,
                          testing::Values(&Tree_Node::GetOrCreateRelativeNode,
-                                         &Tree_Node::GetOrCreateUnProtectedRelativeNode));
+                                         &Tree_Node::GetOrCreateUnProtectedRelativeNode),
+                         [](const auto& name) {
+                           return name.index == 0 ? "RelativeNode" : "UnProtectedRelativeNode";
+                         });
 
 }  // namespace
