@@ -230,12 +230,7 @@ int Tree_Node::GetInfoVecLen(RecordList* vec, RWCString virtual_parent_path,
 }
 
 void Tree_Node::WriteIntToChar(int* value, char* buffer, int offset) {
-  const auto bits = static_cast<std::uint32_t>(*value);
-  char* const at = buffer + offset;
-  at[0] = static_cast<char>(bits >> 24);
-  at[1] = static_cast<char>(bits >> 16);
-  at[2] = static_cast<char>(bits >> 8);
-  at[3] = static_cast<char>(bits);
+  PutInt(buffer + offset, *value);
 }
 
 char* Tree_Node::GetSerializeIdNodeInfoVec(RecordList* vec, int& size_of_ret,
