@@ -133,6 +133,76 @@ TEST(NarrowLookup, FindsANodeThatStandsWhereAnotherOneStood) {
   EXPECT_EQ(nullptr, ByName(top, "a"));
 }
 
+// Among few siblings and among so many that an index is asked.
+class LeafLookup : public testing::TestWithParam<int> {
+ protected:
+  LeafLookup() {
+    for (int i = 0; i < GetParam(); ++i) {
+      Tree_NodePtr sibling = Leaf(RWCString(("sibling" + std::to_string(i)).c_str()), "its own");
+      top->Add(sibling);
+    }
+    top->Add(leaf);
+  }
+
+  std::string Read(const char* path) {
+    RWCString text(path);
+    return top->GetValue(text, top).data();
+  }
+
+  Tree_NodePtr leaf = Leaf("leaf", "first");
+  Tree_NodePtr top = Inner("top");
+};
+
+TEST_P(LeafLookup, ReadsTheValueThatTheLeafHasNow) {
+  EXPECT_EQ("first", Read("leaf"));
+  leaf->GetTreeValue()->SetValue(RWCString("second"));
+  EXPECT_EQ("second", Read("leaf"));
+
+  Tree_Value* former = leaf->GetTreeValue();
+  leaf->SetTreeValue(new Tree_Value("third", 0));
+  delete former;
+  EXPECT_EQ("third", Read("leaf"));
+
+  leaf->SetKeyName("renamed");
+  EXPECT_EQ("", Read("leaf"));
+  EXPECT_EQ("third", Read("renamed"));
+}
+
+TEST_P(LeafLookup, ReadsNothingFromALeafThatBecameAnInnerNode) {
+  delete leaf->GetTreeValue();
+  leaf->SetTreeValue(nullptr);
+  EXPECT_EQ("", Read("leaf"));
+
+  Tree_NodePtr below = Leaf("below", "deep");
+  leaf->Add(below);
+  EXPECT_EQ("", Read("leaf"));
+  EXPECT_EQ("deep", Read("leaf\\below"));
+
+  leaf->SetTreeValue(new Tree_Value("of an inner node", 0));
+  EXPECT_EQ("", Read("leaf"));
+  EXPECT_EQ("deep", Read("leaf\\below"));
+}
+
+TEST_P(LeafLookup, ReadsTheLeafThatWasPutIntoAHandle) {
+  RWCString name("leaf");
+  Tree_NodePtr& handle = top->GetByRef(name, top);
+  leaf = Tree_NodePtr();
+  handle = Leaf("leaf", "another's");
+  EXPECT_EQ("another's", Read("leaf"));
+}
+
+TEST_P(LeafLookup, SurvivesARenameOfALeafWhoseParentWasSetByHand) {
+  Tree_NodePtr elsewhere = Inner("elsewhere");
+  delete leaf->GetTreeValue();
+  leaf->SetTreeValue(new Tree_Value("second", 0));
+  leaf->SetParent(elsewhere.get());
+  leaf->SetKeyName("renamed");
+  EXPECT_EQ("", Read("leaf"));
+  EXPECT_EQ("second", Read("renamed"));
+}
+
+INSTANTIATE_TEST_SUITE_P(Siblings, LeafLookup, testing::Values(0, 3, 22, 23, 200));
+
 TEST(NarrowLookup, SurvivesARenameOfAChildWhoseParentWasSetByHand) {
   Tree_NodePtr top = Inner("top", {Leaf("a", "1"), Leaf("b", "2")});
   Tree_NodePtr stranger = Inner("stranger");

@@ -456,15 +456,18 @@ class TREE_API Tree_Node {
 
   Tree_NodePtr* FindChild(const char* name, std::size_t length) const;
   Tree_NodePtr* FindChild(const RWCString& name) const;
-  // The handle of the node at a path and the vector that it stands in.  The handle is null
-  // when there is no such node, and `this_ptr`, which stands in none, for an empty path.
+  // The handle of the node at a path, the vector that it stands in, and, when it is a leaf,
+  // its value, where that is known without the node.  The handle is null when there is no such
+  // node, and `this_ptr`, which stands in no vector, for an empty path.
   // The other forms read the path where it stands instead of copying it.
   struct Place {
     Tree_NodePtr* handle = nullptr;
     const Tree_NodePtrVec* list = nullptr;
+    const Tree_Value* value = nullptr;
   };
   template <class Segments>
   Place Walk(Segments& segments, Tree_NodePtr& this_ptr);
+  Place PlaceAt(const char* path, std::size_t length, Tree_NodePtr& this_ptr);
   Tree_NodePtr* NodeAt(const RWCString& path, Tree_NodePtr& this_ptr);
   Tree_NodePtr* NodeAt(const char* path, std::size_t length, Tree_NodePtr& this_ptr);
 

@@ -32,11 +32,10 @@
 
 namespace {
 
-// A shortcut has a tag in its upper bits and an address, that of a vector when the lowest
-// bit is set.
+// A shortcut has a tag in its upper bits, an address, and in the lowest bits what is there.
 constexpr int kTagShift = 48;
 constexpr std::uint64_t kTagMask = ~std::uint64_t{0} << kTagShift;
-constexpr std::uint64_t kIsVector = 1;
+constexpr std::uint64_t kKindMask = 3;
 
 std::uint64_t AddressBits(const void* object) {
   return static_cast<std::uint64_t>(reinterpret_cast<std::uintptr_t>(object));
@@ -44,16 +43,7 @@ std::uint64_t AddressBits(const void* object) {
 
 const void* AddressIn(std::uint64_t shortcut) {
   return reinterpret_cast<const void*>(
-      static_cast<std::uintptr_t>(shortcut & ~(kTagMask | kIsVector)));
-}
-
-// A vector is looked through; it takes three cache lines.
-void PrefetchTarget(std::uint64_t shortcut) {
-  const char* const target = static_cast<const char*>(AddressIn(shortcut));
-  Tree_Prefetch(target);
-  if ((shortcut & kIsVector) == 0) return;
-  Tree_Prefetch(target + 64);
-  Tree_Prefetch(target + 128);
+      static_cast<std::uintptr_t>(shortcut & ~(kTagMask | kKindMask)));
 }
 
 bool HasTag(std::uint64_t shortcut, std::uint64_t tag) {
@@ -288,6 +278,15 @@ Tree_NodePtrVec::Found Tree_NodePtrVec::FindByShortcut(const RWCString* name) co
   return m_gave_away.load(std::memory_order_relaxed) ? At(Scan(name)) : Found{};
 }
 
+// A vector is looked through; it takes three cache lines.
+void Tree_NodePtrVec::PrefetchTarget(Shortcut shortcut) {
+  const char* const target = static_cast<const char*>(AddressIn(shortcut));
+  Tree_Prefetch(target);
+  if ((shortcut & kIsVector) == 0) return;
+  Tree_Prefetch(target + 64);
+  Tree_Prefetch(target + 128);
+}
+
 // What is found at a handle that should have the name, and where its shortcut leads.
 template <class ReadAgain>
 inline Tree_NodePtrVec::Found Tree_NodePtrVec::Follow(const RWCString* name, Tree_NodePtr* handle,
@@ -299,9 +298,9 @@ inline Tree_NodePtrVec::Found Tree_NodePtrVec::Follow(const RWCString* name, Tre
   if (node == nullptr || node->m_key_name != name) return At(Scan(name));
   // The result is the shortcut's, read again, though it equals what the node tells: a
   // processor goes on along the path without waiting for the node.
-  const bool is_confirmed = (AddressBits(node->m_children) ^ shortcut) << 16 == kIsVector << 16;
-  if (!is_confirmed) return At(handle);
-  return {handle, static_cast<const Tree_NodePtrVec*>(AddressIn(read_again()))};
+  const Shortcut next = NextStep(node);
+  const bool is_confirmed = ((next ^ shortcut) & ~kTagMask) == 0;
+  return {handle, is_confirmed ? read_again() & ~kTagMask : next};
 }
 
 Tree_NodePtrVec::Found Tree_NodePtrVec::FindZeroTerminated(const char* text,
@@ -324,12 +323,12 @@ Tree_NodePtrVec::Found Tree_NodePtrVec::FindIfLast(const char* text, std::size_t
   // A sibling before it may bear the same name.
   const bool is_first = m_elements.HasWords() &&
                         FirstTagged(m_elements.Words(), size, TagOf(node->m_key_name)) == size - 1;
-  return is_first ? Found{last, node->m_children} : FindOnPath(node->m_key_name);
+  return is_first ? Found{last, NextStep(node)} : FindOnPath(node->m_key_name);
 }
 
 Tree_NodePtrVec::Found Tree_NodePtrVec::At(Tree_NodePtr* handle) {
   if (handle == nullptr) return {};
-  return {handle, (*handle)->m_children};
+  return {handle, NextStep(handle->get())};
 }
 
 Tree_NodePtr* Tree_NodePtrVec::Scan(const RWCString* name) const {
@@ -353,11 +352,15 @@ Tree_NodePtrVec::Shortcut Tree_NodePtrVec::TagOf(const RWCString* name) {
   return (AddressBits(name) * 0x9E3779B97F4A7C15u) & kTagMask;
 }
 
+// Where the step behind `node` goes, as a shortcut without a tag.
+inline Tree_NodePtrVec::Shortcut Tree_NodePtrVec::NextStep(const Tree_Node* node) {
+  if (node->m_children != nullptr) return AddressBits(node->m_children) | kIsVector;
+  const bool is_leaf = !node->m_allows_children && node->m_value != nullptr;
+  return is_leaf ? AddressBits(node->m_value) | kIsValue : AddressBits(node);
+}
+
 Tree_NodePtrVec::Shortcut Tree_NodePtrVec::ShortcutTo(const Tree_Node* child) {
-  if (child == nullptr) return 0;
-  const Shortcut tag = TagOf(child->m_key_name);
-  if (child->m_children == nullptr) return tag | AddressBits(child);
-  return tag | AddressBits(child->m_children) | kIsVector;
+  return child == nullptr ? 0 : TagOf(child->m_key_name) | NextStep(child);
 }
 
 void Tree_NodePtrVec::ChildRenamed(const Tree_Node* child) noexcept {
@@ -388,13 +391,8 @@ void Tree_NodePtrVec::RefreshShortcut(const void* target, const Tree_Node* child
 
 void Tree_NodePtrVec::ChildGoesItsOwnWays(const Tree_Node* child) noexcept {
   if (!m_elements.HasWords()) return;
-  for (std::size_t i = 0; i < m_elements.size(); ++i) {
-    const void* const target = AddressIn(m_elements.WordAt(i));
-    if (target == child || (target != nullptr && target == child->m_children)) {
-      m_elements.DropWords();
-      return;
-    }
-  }
+  const auto holds_child = [child](const Tree_NodePtr* handle) { return handle->get() == child; };
+  if (std::any_of(m_elements.begin(), m_elements.end(), holds_child)) m_elements.DropWords();
 }
 
 const Tree_NameIndex* Tree_NodePtrVec::CurrentIndex() const {

@@ -3,6 +3,7 @@
 
 #include <atomic>
 #include <cstddef>
+#include <cstdint>
 
 #include "Tree/Tree_Api.h"
 #include "Tree/Tree_ElementArray.h"
@@ -12,6 +13,7 @@
 #include "rw/RWCString.h"
 
 class Tree_NameIndex;
+class Tree_Value;
 class Zel_PoolReturns;
 class Zel_PoolSupply;
 
@@ -26,8 +28,9 @@ class Zel_PoolSupply;
 //
 //         Index and narrow vectors keep a shortcut for each handle: 16 bits that follow from the
 //         child's name, so that a look-up passes by the others without going to them, and
-//         where the next step down a path leads, the child's own vector if it has one and
-//         else the child.  A step then waits for one access to memory instead of three.
+//         where the next step down a path leads: the child's own vector if it has one, the
+//         value of a leaf, and else the child.  A step then waits for one access to memory
+//         instead of three.
 //         Invariant, while there are shortcuts: the bits are those of the name of the node
 //         that was put into the handle by this vector.  The address is a hint; it is
 //         followed where the child confirms it.  A caller may put another node into
@@ -113,10 +116,31 @@ class TREE_API Tree_NodePtrVec {
   // The position of one of this vector's handles.
   int PositionOf(const Tree_NodePtr* element) const;
 
-  // A handle, null when there is none, and the vector below its node where that is known.
+  using Shortcut = Tree_ElementArray::Word;
+
+  // The lowest bits of a shortcut tell what is at its address; where none is set it is a node.
+  static constexpr Shortcut kIsVector = 1;
+  static constexpr Shortcut kIsValue = 2;
+
+  // A handle, null when there is none, and where the next step goes from its node.
   struct Found {
     Tree_NodePtr* handle = nullptr;
-    const Tree_NodePtrVec* below = nullptr;
+    Shortcut next = 0;  // without a tag
+
+    // The vector below the node, null when it has none.
+    const Tree_NodePtrVec* Below() const {
+      return (next & kIsVector) == 0 ? nullptr : At<const Tree_NodePtrVec>(kIsVector);
+    }
+    // The value of a leaf, null when the node is none or has none.
+    const Tree_Value* Value() const {
+      return (next & kIsValue) == 0 ? nullptr : At<const Tree_Value>(kIsValue);
+    }
+
+   private:
+    template <class T>
+    T* At(Shortcut kind) const {
+      return reinterpret_cast<T*>(static_cast<std::uintptr_t>(next - kind));
+    }
   };
 
   // The first handle whose node bears the interned name `name`.
@@ -152,8 +176,9 @@ class TREE_API Tree_NodePtrVec {
   // Without shortcuts a look-up in a narrow vector goes to all children.
   void DropShortcuts() noexcept { m_elements.DropWords(); }
 
-  using Shortcut = Tree_ElementArray::Word;
   static Shortcut TagOf(const RWCString* name);
+  static Shortcut NextStep(const Tree_Node* node);
+  static void PrefetchTarget(Shortcut shortcut);
   static Shortcut ShortcutTo(const Tree_Node* child);
 
   void RefreshShortcut(const void* target, const Tree_Node* child) noexcept;

@@ -51,17 +51,17 @@ Tree_NodePtr& Tree_Node::GetByRef(RWCString& name, Tree_NodePtr& this_ptr) {
 
 template <class Segments>
 Tree_Node::Place Tree_Node::Walk(Segments& segments, Tree_NodePtr& this_ptr) {
-  Place place{&this_ptr, nullptr};
-  const Tree_NodePtrVec* children = m_children;
-  for (;;) {
+  Tree_NodePtrVec::Found found{&this_ptr, 0};
+  const Tree_NodePtrVec* list = nullptr;
+  for (const Tree_NodePtrVec* below = m_children;; below = found.Below()) {
     const Tree_PathSegment segment = segments.Next();
-    if (segment.length == 0) return place;
-    if (children == nullptr) return {};
-    const Tree_NodePtrVec::Found found = children->FindZeroTerminated(segment.text, segment.length);
-    place = {found.handle, children};
-    if (found.handle == nullptr || segments.WasLast()) return place;
-    children = found.below;
+    if (segment.length == 0) break;
+    if (below == nullptr) return {};
+    list = below;
+    found = list->FindZeroTerminated(segment.text, segment.length);
+    if (found.handle == nullptr || segments.WasLast()) break;
   }
+  return {found.handle, list, found.Value()};
 }
 
 Tree_NodePtr* Tree_Node::NodeAt(const RWCString& path, Tree_NodePtr& this_ptr) {
@@ -69,8 +69,12 @@ Tree_NodePtr* Tree_Node::NodeAt(const RWCString& path, Tree_NodePtr& this_ptr) {
 }
 
 Tree_NodePtr* Tree_Node::NodeAt(const char* path, std::size_t length, Tree_NodePtr& this_ptr) {
+  return PlaceAt(path, length, this_ptr).handle;
+}
+
+Tree_Node::Place Tree_Node::PlaceAt(const char* path, std::size_t length, Tree_NodePtr& this_ptr) {
   Tree_PathSegments segments(path, length);
-  return Walk(segments, this_ptr).handle;
+  return Walk(segments, this_ptr);
 }
 
 Tree_NodePtr Tree_Node::GetRelativeNode(Tree_Path& path, Tree_NodePtr& this_ptr) {
@@ -123,7 +127,7 @@ Tree_NodePtr Tree_Node::GetOrCreateRelativeNode(Tree_Path& path, Tree_NodePtr& t
     }
     handle = found.handle;
     if (segments.WasLast()) return *handle;
-    children = found.below;
+    children = found.Below();
   }
 }
 

@@ -10,7 +10,9 @@
 
 // Intended: success writes nothing, and the first text is that of the index form.
 RWCString Tree_Node::GetValue(RWCString& path, Tree_NodePtr& this_ptr) {
-  const Tree_NodePtr* const node = NodeAt(path, this_ptr);
+  const Place place = PlaceAt(path.data(), path.length(), this_ptr);
+  if (place.value != nullptr) return *place.value->m_value;
+  const Tree_NodePtr* const node = place.handle;
   if (node == nullptr || node->isNull()) {
     TREE_LOG("GetValue", tree_log::kTrace,
              "GetValue(RWCString & path,int index,Tree_NodePtr & this_ptr): path %s does not "
