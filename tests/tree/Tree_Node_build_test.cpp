@@ -298,6 +298,16 @@ const BuildCase kUnsortedCases[] = {
     // The same parent path again, behind a record without one.
     {{"a|x=1", "b=2", "a|y=3"}, "top(a(x=1,y=3),b=2)", {}},
 
+    // Names that go back and on again, and a name that becomes another's.
+    {{"b=1", "a=2", "b=3", "a=4", "c=5"}, "top(b=1,a=2,c=5)", {Skipped("b"), Skipped("a")}},
+    {{"p|b=1", "p|a=2", "p|ab=3", "p|b=4"}, "top(p(b=1,a=2,ab=3))", {Skipped("p\\b")}},
+    {{"p| b=1", "p|b=2", "p|c=3"},
+     "top(p(b=1,c=3))",
+     {lines::NameFixed(" b", "b"), Skipped("p\\b")}},
+    {{"p|a=1", "p|b =2", "p|b=3"},
+     "top(p(a=1,b=2))",
+     {lines::NameFixed("b ", "b"), Skipped("p\\b")}},
+
     // A parent recorded a while before.
     {{"a", "b|x=1", "a|y=2"}, "top(a(y=2),b(x=1))", {}},
 };
@@ -721,6 +731,21 @@ TEST(BuildSubTree, PutsManyRecordsBelowOneParent) {
       ASSERT_EQ(Padded(i), Text(p->GetChildAt(i)->GetKeyName()));
       ASSERT_TRUE(p->GetChildAt(i)->IsLeaf());
     }
+  }
+}
+
+// Names that no node has borne before, each of them twice.
+TEST(BuildSubTree, PutsManyNewNamesBelowOneParent) {
+  LogCapture log(4);
+  RecordList* const list = new RecordList;
+  for (int i = 0; i < 200; ++i) {
+    const std::string name = "never before " + Padded(i / 2);
+    list->insert(NewRecord("p|" + name + "=" + std::to_string(i % 2)));
+  }
+  Tree_NodePtr p = Build(list)->GetChildAt(0);
+  ASSERT_EQ(100, p->GetChildCount());
+  for (int i = 0; i < 100; ++i) {
+    ASSERT_EQ("never before " + Padded(i) + "=0", Draw(p->GetChildAt(i)));
   }
 }
 

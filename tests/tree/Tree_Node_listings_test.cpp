@@ -259,6 +259,24 @@ TEST_F(NodeListings, CutNamesAndValuesAtAZeroByte) {
   EXPECT_EQ((Pairs{{"c", "e"}}), Values(odd, ""));
 }
 
+// Whatever a list before it left in the same memory.
+TEST_F(NodeListings, FillValuesUpWithZeroBytes) {
+  for (int round = 0; round < 2; ++round) {
+    const std::unique_ptr<Tree_PathAndValueArray> values(top->GetSubTreeValues("net", top));
+    ASSERT_TRUE(values != nullptr);
+    ASSERT_EQ(2, values->GetArrLen());
+    for (int i = 0; i < 2; ++i) {
+      Tree_ValueAndPath& pair = *values->GetPV(i);
+      Tree_ValueAndPath expected(std::string(pair.GetPath()).c_str(),
+                                 std::string(pair.GetValue()).c_str());
+      EXPECT_EQ(0, std::memcmp(expected.GetPath(), pair.GetPath(), 600));
+      EXPECT_EQ(0, std::memcmp(expected.GetValue(), pair.GetValue(), 3072));
+      std::memset(pair.GetPath(), 'p', 600);
+      std::memset(pair.GetValue(), 'v', 3072);
+    }
+  }
+}
+
 TEST_F(NodeListings, OutliveTheTree) {
   const std::unique_ptr<String_Arr> names(top->GetSubTreePaths("net", top));
   const std::unique_ptr<Tree_PathAndValueArray> values(top->GetSubTreeValues("net", top));

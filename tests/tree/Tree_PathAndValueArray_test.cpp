@@ -4,7 +4,9 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <climits>
+#include <cstring>
 #include <stdexcept>
 #include <string>
 
@@ -28,6 +30,23 @@ TEST(PathAndValueArray, HasAsManyEmptyPlacesAsAskedFor) {
     EXPECT_EQ(size, array.GetArrLen());
     for (int i = 0; i < size; ++i) ExpectPlace("", "", array, i);
     EXPECT_EQ(nullptr, array.GetPV(size));
+  }
+}
+
+// Whatever stood in its memory before.
+TEST(PathAndValueArray, HasPlacesThatAreZeroAllOver) {
+  for (const int size : {1, 10, 2000}) {
+    SCOPED_TRACE(size);
+    for (int round = 0; round < 2; ++round) {
+      Tree_PathAndValueArray array(size);
+      for (int i = 0; i < size; ++i) {
+        Tree_ValueAndPath* const pair = array.GetPV(i);
+        EXPECT_EQ(600, std::count(pair->GetPath(), pair->GetPath() + 600, '\0'));
+        EXPECT_EQ(3072, std::count(pair->GetValue(), pair->GetValue() + 3072, '\0'));
+        std::memset(pair->GetPath(), 'p', 600);
+        std::memset(pair->GetValue(), 'v', 3072);
+      }
+    }
   }
 }
 

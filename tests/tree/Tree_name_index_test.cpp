@@ -863,6 +863,37 @@ TEST(TreeNameIndex, StaysRightWhenMemoryRunsOut) {
   EXPECT_LT(20, failures);
 }
 
+TEST(TreeNameIndex, IsMadeByTheFirstLookUpAndNotBefore) {
+  if (!HeapIsCounted()) GTEST_SKIP() << "needs the counting heap";
+  Tree_NodePtr source = Wide(100);
+  Tree_NodePtr copy = source->DuplicateFromHereDown(false);
+  const RWCString name("n70");
+  for (Tree_NodePtr* top : {&source, &copy}) {
+    Tree_Node* const expected = (*top)->GetChildAt(70).get();
+    const auto blocks_made = [&] {
+      const std::int64_t before = HeapBlocksMade();
+      EXPECT_EQ(expected, (*top)->Get(name, top->get()));
+      return HeapBlocksMade() - before;
+    };
+    EXPECT_LT(0, blocks_made());
+    EXPECT_EQ(0, blocks_made());
+  }
+}
+
+TEST(TreeNameIndex, IsDoneWithoutWhileThereIsNoMemoryForIt) {
+  Tree_NodePtr top = Wide(100);
+  const RWCString name("n70");
+  const RWCString missing("missing");
+  Tree_Node* const expected = top->GetChildAt(70).get();
+  for (int allowed = 0; allowed < 3; ++allowed) {
+    SCOPED_TRACE(allowed);
+    HeapDenied denied(allowed);
+    EXPECT_EQ(expected, top->Get(name, top.get()));
+    EXPECT_EQ(nullptr, top->Get(missing, top.get()));
+  }
+  CheckAll(top);
+}
+
 TEST(TreeNameIndex, NeedsNoMemoryToRemoveChildren) {
   for (const int width : {10, 24, 100}) {
     SCOPED_TRACE(width);
@@ -890,9 +921,16 @@ TEST(TreeNameIndex, NeedsNoMemoryToRemoveChildren) {
 TEST(TreeNameIndex, ServesManyReadersAtOnce) {
   constexpr int kWidth = 300;
   constexpr int kThreads = 4;
-  for (int round = 0; round < 20; ++round) {
+  for (int round = 0; round < 21; ++round) {
     Tree_NodePtr top = Wide(kWidth);
-    for (int i = 0; i < kWidth; i += 10) top->GetChildAt(i)->SetKeyName("several");
+    // The readers make the index, or find one that is up to date, or replace it: nobody
+    // told it of the renames.
+    if (round % 3 != 0) CheckName(top, "n7");
+    for (int i = 0; i < kWidth; i += 10) {
+      Tree_NodePtr& child = top->GetChildAt(i);
+      if (round % 3 == 2) child->SetParent(nullptr);
+      child->SetKeyName("several");
+    }
     for (int change = 0; change < 2; ++change) {
       // The first look-ups of all threads come at the same time.
       std::atomic<int> ready{0};

@@ -91,11 +91,12 @@ class Tree_ElementArray {
     m_begin[m_size++] = element;
   }
 
-  // The same where there is room for it, and words are kept.
+  // The same where there is room for it, and words are kept, or are not.
   void AppendInRoom(value_type element, Word word) noexcept {
     SetWord(m_size, word);
     m_begin[m_size++] = element;
   }
+  void AppendInRoom(value_type element) noexcept { m_begin[m_size++] = element; }
 
   void insert(iterator position, value_type element, Word word) {
     const std::ptrdiff_t index = position - m_begin;

@@ -8,10 +8,14 @@
 
 #include "Tree/Tree_Interning.h"
 #include "Tree/Tree_Node.h"
+#include "Tree/Tree_Prefetch.h"
 
 std::atomic<std::uint64_t> Tree_NameIndex::s_epochs[256];
 
 namespace {
+
+// Multiplication spreads the addresses, whose low bits are always zero.
+constexpr std::uint64_t kSpread = 0x9E3779B97F4A7C15u;
 
 bool HasZeroByte(const RWCString* name) {
   return tree_interning::AnyNameHasZeroByte() && name != nullptr &&
@@ -20,8 +24,8 @@ bool HasZeroByte(const RWCString* name) {
 
 }  // namespace
 
-Tree_NameIndex::Tree_NameIndex(const Tree_ElementArray& elements, const Tree_NameIndex* stale)
-    : m_group(stale != nullptr ? stale->m_group : NextGroup()), m_seen_epoch(Epoch()) {
+Tree_NameIndex::Tree_NameIndex(const Tree_ElementArray& elements)
+    : m_group(GroupOf(elements)), m_seen_epoch(Epoch()) {
   std::size_t cells = 16;
   int bits = 4;
   while (cells * 2 < elements.size() * 3) {
@@ -30,7 +34,10 @@ Tree_NameIndex::Tree_NameIndex(const Tree_ElementArray& elements, const Tree_Nam
   }
   m_cells.resize(cells);
   m_shift = 64 - bits;
+  // The cells are all over the memory: those of the next children are asked for meanwhile.
+  constexpr std::size_t kAhead = 8;
   for (std::size_t i = 0; i < elements.size(); ++i) {
+    if (i + kAhead < elements.size()) Tree_Prefetch(&m_cells[Home(NameOf(elements[i + kAhead]))]);
     List(elements[i]);
     Mark(elements[i]);
   }
@@ -103,10 +110,12 @@ const RWCString* Tree_NameIndex::NameOf(const Tree_NodePtr* element) {
   return element->isNull() ? nullptr : (*element)->m_key_name;
 }
 
-Tree_NameIndex::Group Tree_NameIndex::NextGroup() {
-  static std::atomic<unsigned> made{0};
-  return static_cast<Group>(1 +
-                            made.fetch_add(1, std::memory_order_relaxed) % (kSeveralGroups - 1));
+// All indexes of a vector belong to one group, so that readers who make one at the same time,
+// or make one in place of another, agree about the marks.
+Tree_NameIndex::Group Tree_NameIndex::GroupOf(const Tree_ElementArray& elements) {
+  const std::uint64_t spread =
+      static_cast<std::uint64_t>(reinterpret_cast<std::uintptr_t>(&elements)) * kSpread;
+  return static_cast<Group>(1 + (spread >> 32) % (kSeveralGroups - 1));
 }
 
 // Several readers may do so at a time.
@@ -118,11 +127,9 @@ void Tree_NameIndex::Mark(const Tree_NodePtr* element) const {
   mark.store(present == kNoGroup ? m_group : kSeveralGroups, std::memory_order_relaxed);
 }
 
-// Multiplication spreads the addresses, whose low bits are always zero.
 std::size_t Tree_NameIndex::Home(const RWCString* name) const {
   return static_cast<std::size_t>(
-      (static_cast<std::uint64_t>(reinterpret_cast<std::uintptr_t>(name)) * 0x9E3779B97F4A7C15u) >>
-      m_shift);
+      (static_cast<std::uint64_t>(reinterpret_cast<std::uintptr_t>(name)) * kSpread) >> m_shift);
 }
 
 // The cell of `name`, or the empty one where it would have to go.

@@ -17,8 +17,9 @@ class Tree_Node;
 
 // Tree_NameIndex: finds the first child of a name among many.
 //
-// USE     A wide Tree_NodePtrVec has one, tells it every insertion and removal, and
-//         asks it for names.  Names are interned, so that a name is a pointer.
+// USE     A wide Tree_NodePtrVec makes one when it is first asked for a name, tells it every
+//         insertion and removal from then on, and asks it for names.  Names are interned, so
+//         that a name is a pointer.
 //
 // INSIDE  A hash table has a cell for every name, with the first handle of that name and
 //         a shortcut to its node.
@@ -30,10 +31,10 @@ class Tree_Node;
 //         is gone.  The next look-up builds a fresh index in place of a broken one.
 //
 // RENAMES A renamed child cannot tell for sure who lists it: its parent pointer may have
-//         been set by hand.  Each index therefore belongs to one of some 250 groups and
-//         leaves its group's number in every node that it lists; a node listed under
-//         two groups bears kSeveralGroups.  A rename moves the epoch of the node's group
-//         on, and an index that sees a new epoch compares its names with those of the
+//         been set by hand.  Each index therefore belongs to one of some 250 groups, always
+//         the same for a vector, and leaves its group's number in every node that it lists; a
+//         node listed under two groups bears kSeveralGroups.  A rename moves the epoch of the
+//         node's group on, and an index that sees a new epoch compares its names with those of the
 //         children before it is asked again.  Usually they agree, for another index of
 //         the group was meant.  Otherwise it is replaced as if it were broken.
 //         The parent's index is told at once and keeps up; where siblings share the old
@@ -46,9 +47,8 @@ class Tree_Node;
 // Threads: as for the vector.  Readers only call the const functions.
 class Tree_NameIndex {
  public:
-  // Lists all of `elements`, in a group of its own choice or in that of `stale`, which
-  // is an index of the same vector.
-  explicit Tree_NameIndex(const Tree_ElementArray& elements, const Tree_NameIndex* stale = nullptr);
+  // Lists all of `elements`.
+  explicit Tree_NameIndex(const Tree_ElementArray& elements);
 
   // One of these is to be called when a node has been renamed, the second one where it is
   // a child that this index should list.
@@ -100,7 +100,7 @@ class Tree_NameIndex {
   static constexpr Group kNoGroup = 0;
   static constexpr Group kSeveralGroups = 255;
 
-  static Group NextGroup();
+  static Group GroupOf(const Tree_ElementArray& elements);
   static const RWCString* NameOf(const Tree_NodePtr* element);
   void Mark(const Tree_NodePtr* element) const;
 

@@ -208,11 +208,17 @@ void Tree_NodePtrVec::Append(Tree_NodePtr&& p) {
 }
 
 void Tree_NodePtrVec::Append(Tree_NodePtr&& p, Zel_PoolSupply& handles) {
-  const Tree_Node* const child = p.get();
-  if (m_elements.HasRoom() && m_elements.HasWords() && handles.IsReady()) {
-    m_elements.AppendInRoom(::new (handles.Take()) Tree_NodePtr(std::move(p)), ShortcutTo(child));
-  } else {
+  if (!m_elements.HasRoom() || !handles.IsReady()) {
     Append(std::move(p));
+    return;
+  }
+  const Tree_Node* const child = p.get();
+  Tree_NodePtr* const element = ::new (handles.Take()) Tree_NodePtr(std::move(p));
+  if (m_elements.HasWords()) {
+    m_elements.AppendInRoom(element, ShortcutTo(child));
+  } else {
+    m_elements.AppendInRoom(element);
+    IndexInserted(m_elements.size() - 1);
   }
 }
 
@@ -397,37 +403,36 @@ void Tree_NodePtrVec::ChildGoesItsOwnWays(const Tree_Node* child) noexcept {
 
 const Tree_NameIndex* Tree_NodePtrVec::CurrentIndex() const {
   Tree_NameIndex* index = Index();
-  if (index == nullptr || index->IsCurrent() || index->Refresh(m_elements)) return index;
+  if (index == nullptr) {
+    if (m_elements.size() < kIndexedFrom) return nullptr;
+  } else if (index->IsCurrent() || index->Refresh(m_elements)) {
+    return index;
+  }
   try {
-    auto fresh = std::make_unique<Tree_NameIndex>(m_elements, index);
+    auto fresh = std::make_unique<Tree_NameIndex>(m_elements);
     Tree_NameIndex* const stale = index;
     if (m_index.compare_exchange_strong(index, fresh.get(), std::memory_order_acq_rel)) {
-      // A child was renamed, or the vector changed, since the stale index came.  No
-      // reader was at work then, so none is left in what that one had replaced.
-      stale->KeepReplaced(nullptr);
-      fresh->KeepReplaced(stale);
+      if (stale != nullptr) {
+        // A child was renamed, or the vector changed, since the stale index came.  No
+        // reader was at work then, so none is left in what that one had replaced.
+        stale->KeepReplaced(nullptr);
+        fresh->KeepReplaced(stale);
+      }
       return fresh.release();
     }
     // Another reader was faster; `index` is what it has published.
     return index;
   } catch (const std::bad_alloc&) {
+    // A vector without an index is scanned.
     return nullptr;
   }
 }
 
 void Tree_NodePtrVec::IndexInserted(std::size_t position) {
   Tree_NameIndex* const index = Index();
-  if (index != nullptr) {
-    index->KeepReplaced(nullptr);
-    index->Inserted(m_elements, position);
-    return;
-  }
-  if (m_elements.size() < kIndexedFrom) return;
-  try {
-    m_index.store(new Tree_NameIndex(m_elements), std::memory_order_release);
-  } catch (const std::bad_alloc&) {
-    // A vector without an index is scanned.
-  }
+  if (index == nullptr) return;
+  index->KeepReplaced(nullptr);
+  index->Inserted(m_elements, position);
 }
 
 void Tree_NodePtrVec::IndexRemoved(std::size_t position, const Tree_NodePtr* removed) {

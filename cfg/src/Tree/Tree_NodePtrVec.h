@@ -22,8 +22,9 @@ class Zel_PoolSupply;
 // USE     It holds one counted handle per child.  Each handle is a small object of
 //         its own, taken from a pool, and stays at its address until it is removed:
 //         that is why look-ups can return references to handles.
-// INSIDE  Wide vectors keep an index from name to handle (Tree_NameIndex).  Whoever
-//         changes the vector keeps it up to date; a child that is renamed reports
+// INSIDE  Wide vectors have an index from name to handle (Tree_NameIndex).  The first
+//         look-up makes it: many vectors are built, copied and read without any.  From then
+//         on whoever changes the vector keeps it up to date; a child that is renamed reports
 //         it.
 //
 //         Index and narrow vectors keep a shortcut for each handle: 16 bits that follow from the
@@ -86,7 +87,7 @@ class TREE_API Tree_NodePtrVec {
   friend class Tree_Node;
   friend class Tree_NameIndex;
 
-  // From this many children on a vector keeps an index.
+  // From this many children on a look-up makes an index.
   static constexpr std::size_t kIndexedFrom = Tree_ElementArray::kMostWithWords + 1;
 
   static Tree_NodePtr* NewElement(Tree_NodePtr&& p);
@@ -197,7 +198,7 @@ class TREE_API Tree_NodePtrVec {
   void DeleteIndex() noexcept;
 
   Tree_ElementArray m_elements;
-  mutable std::atomic<Tree_NameIndex*> m_index;  // null while the vector is narrow
+  mutable std::atomic<Tree_NameIndex*> m_index;  // null before the first look-up among many
   int m_dropped;  // handles that DropNext() let go, -1 while the vector is in use
   mutable std::atomic<bool> m_gave_away;  // see GiveAway()
 

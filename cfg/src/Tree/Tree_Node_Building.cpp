@@ -131,19 +131,20 @@ class Tree_Node::Builder {
   bool Take(Tree_NodeInfo& record) {
     const std::string_view path = View(record.m_path);
     const std::string_view parent_path = path.substr(0, record.ParentLength());
-    GoToParent(parent_path);
+    const bool stays = GoToParent(parent_path);
     if (m_parent.isNull()) {
       // Intended: no newline.
       TREE_LOG("BuildSubTree", tree_log::kError, "there is an element without a root in the vec:");
       return false;
     }
-    std::string_view name = path;
-    if (!parent_path.empty()) {
-      name.remove_prefix(std::min(parent_path.size() + 1, path.size()));
-    }
-    const RWCString* const known = KnownName(name);
-    const bool exists = known == nullptr ? NodeExists(name) : FindChild(m_parent, known) != nullptr;
-    if (exists) {
+    const std::string_view name = NameBehind(path, parent_path.size());
+    const bool is_plain = IsPlain(name);
+    // Records are sorted, so that mostly a name comes behind all that its parent has got.
+    if (!stays) m_in_order = m_parent->m_children == nullptr;
+    m_in_order = m_in_order && is_plain &&
+                 (!stays || NameBehind(View(m_previous_path), m_previous_parent_length) < name);
+    const RWCString* const known = is_plain ? StoredName(name) : nullptr;
+    if (!m_in_order && Exists(name, known)) {
       TREE_LOG("BuildSubTree", tree_log::kNotable, "entry exists for path %s skip it\n",
                record.m_path.data());
     } else {
@@ -155,30 +156,39 @@ class Tree_Node::Builder {
   }
 
  private:
-  void GoToParent(std::string_view path) {
+  // What stands behind the parent's path and a separator.
+  static std::string_view NameBehind(std::string_view path, std::size_t parent_length) {
+    if (parent_length != 0) path.remove_prefix(std::min(parent_length + 1, path.size()));
+    return path;
+  }
+
+  // Whether the parent is that of the record before, to which nothing else was added since.
+  bool GoToParent(std::string_view path) {
     if (path.empty()) {
-      if (m_parent != m_root) m_parent = m_root;
-      return;
+      if (m_parent == m_root) return true;
+      m_parent = m_root;
+      return false;
     }
     const std::string_view previous_path = View(m_previous_path);
     const std::string_view previous = previous_path.substr(0, m_previous_parent_length);
-    if (path == previous) return;
+    if (path == previous) return true;
     if (path == previous_path) {
       // Intended: what counts is the last inner node made, whether or not the record
       // before made it.
       m_parent = m_last_inner;
-      return;
+      return false;
     }
     const std::size_t cut = CommonAncestor(previous, path);
     if (cut == std::string_view::npos) {
       Descend(m_root, path);
-      return;
+      return false;
     }
     if (previous.size() > cut) {
       const std::string_view below = previous.substr(cut + 1);
       Climb(1 + std::count(below.begin(), below.end(), kBackslash));
     }
     if (path.size() > cut && !m_parent.isNull()) Descend(m_parent, path.substr(cut + 1));
+    return false;
   }
 
   // Where the path of the closest node that two different paths have in common ends; npos
@@ -214,7 +224,8 @@ class Tree_Node::Builder {
   void Descend(Tree_NodePtr from, std::string_view path) {
     for (;;) {
       const std::size_t cut = path.find(kBackslash);
-      const RWCString* const name = KnownName(path.substr(0, cut));
+      const std::string_view first = path.substr(0, cut);
+      const RWCString* const name = IsPlain(first) ? StoredName(first) : nullptr;
       if (name == nullptr) {
         Tree_Path rest(ToRWCString(path));
         m_parent = from->GetOrCreateRelativeNode(rest, from);
@@ -233,16 +244,20 @@ class Tree_Node::Builder {
     m_parent = std::move(from);
   }
 
-  // The stored string of a name that is one name to look-ups and to new nodes alike, which
-  // nearly all names are: it spares both of them the text.  Null when the text is to be
-  // looked at, or when interning has something to trace.
-  static const RWCString* KnownName(std::string_view name) {
-    if (name.empty() || name.front() == ' ' || name.back() == ' ') return nullptr;
+  // Whether a text is one name to look-ups and to new nodes alike, which nearly all are.  Not
+  // while look-ups or interning have something to trace.
+  static bool IsPlain(std::string_view name) {
+    if (name.empty() || name.front() == ' ' || name.back() == ' ') return false;
     if (ZelGLog.GetLevel() >= tree_log::kTrace || tree_interning::AnyNameHasZeroByte()) {
-      return nullptr;
+      return false;
     }
-    if (name.find(kBackslash) != std::string_view::npos) return nullptr;
-    if (name.find('\0') != std::string_view::npos) return nullptr;
+    return name.find(kBackslash) == std::string_view::npos &&
+           name.find('\0') == std::string_view::npos;
+  }
+
+  // The stored string of a plain name, which spares look-ups and new nodes the text; null when
+  // there is none.
+  static const RWCString* StoredName(std::string_view name) {
     return tree_interning::Find(name.data(), name.size());
   }
 
@@ -251,8 +266,9 @@ class Tree_Node::Builder {
     return children == nullptr ? nullptr : children->Find(name);
   }
 
-  bool NodeExists(std::string_view path) {
-    return m_parent->NodeAt(path.data(), path.size(), m_parent) != nullptr;
+  bool Exists(std::string_view name, const RWCString* known) {
+    if (known != nullptr) return FindChild(m_parent, known) != nullptr;
+    return m_parent->NodeAt(name.data(), name.size(), m_parent) != nullptr;
   }
 
   void AddNode(std::string_view name, const RWCString* known, const Tree_NodeInfo& record) {
@@ -285,6 +301,9 @@ class Tree_Node::Builder {
   // The path of the record before; the beginning of it is the previous parent's path.
   RWCString m_previous_path;
   std::size_t m_previous_parent_length = 0;
+  // Whether the parent's children all stem from records, the last one from the record before,
+  // and none has a name that is not less than the next one's.
+  bool m_in_order = false;
 };
 
 Tree_NodePtr Tree_Node::BuildSubTree(Zel_PtrSortedVector<Tree_NodeInfo>* vec,

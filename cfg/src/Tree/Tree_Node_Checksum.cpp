@@ -44,7 +44,8 @@ constexpr std::ptrdiff_t kFewSiblings = 32;
 template <class Iterator, class Before>
 void StableSort(Iterator begin, Iterator end, Before before) {
   if (end - begin > kFewSiblings) {
-    std::stable_sort(begin, end, before);
+    // Trees that were built in order are in order.
+    if (!std::is_sorted(begin, end, before)) std::stable_sort(begin, end, before);
     return;
   }
   for (Iterator next = begin; next != end; ++next) {

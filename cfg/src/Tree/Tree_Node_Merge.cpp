@@ -5,9 +5,10 @@
 // overriding tree is copied once and the rest is done in place.  The result is the same,
 // for a copy of a copy is no different.
 
+#include <algorithm>
 #include <cstddef>
+#include <cstdint>
 #include <limits>
-#include <unordered_map>
 #include <utility>
 #include <vector>
 
@@ -15,6 +16,7 @@
 #include "Tree/Tree_NameIndex.h"
 #include "Tree/Tree_Node.h"
 #include "Tree/Tree_NodeMaker.h"
+#include "Tree/Tree_Prefetch.h"
 #include "Tree/Tree_Statics.h"
 
 namespace {
@@ -29,6 +31,76 @@ void LogInsert(int index) {
            "Start Insert(Tree_NodePtr& new_child = %d, int child_index = %d)\n", index, -1);
   TREE_LOG("Insert", tree_log::kTrace, "End Insert(Tree_NodePtr& new_child, int child_index)\n");
 }
+
+// A hash table from names, which are interned, to the first and the last of the places where
+// each stands.
+class PlacesOfNames {
+ public:
+  using Place = std::uint32_t;
+
+  struct Cell {
+    const RWCString* name = nullptr;
+    Place first = 0;
+    Place last = 0;
+  };
+
+  // To be called before all else.
+  void MakeRoom(std::size_t names) {
+    std::size_t cells = 16;
+    m_shift = 60;
+    for (; cells * 2 < names * 3; cells *= 2) --m_shift;
+    m_cells.resize(cells);
+  }
+
+  // The cell of `name`, null when it has none.
+  const Cell* Find(const RWCString* name) const {
+    const Cell& cell = CellOf(name);
+    return cell.name == nullptr ? nullptr : &cell;
+  }
+  Cell* Find(const RWCString* name) {
+    return const_cast<Cell*>(static_cast<const PlacesOfNames*>(this)->Find(name));
+  }
+
+  // Gives a name a cell that has none yet.
+  void Add(const RWCString* name, Place place) {
+    if (++m_used * 3 > m_cells.size() * 2) Grow();
+    const_cast<Cell&>(CellOf(name)) = {name, place, place};
+  }
+
+  // For a name that is soon to be looked for.
+  void Ask(const RWCString* name) const { Tree_Prefetch(&m_cells[Home(name)]); }
+
+ private:
+  // Multiplication spreads the addresses, whose low bits are always zero.
+  std::size_t Home(const RWCString* name) const {
+    return static_cast<std::size_t>(
+        (static_cast<std::uint64_t>(reinterpret_cast<std::uintptr_t>(name)) *
+         0x9E3779B97F4A7C15u) >>
+        m_shift);
+  }
+
+  // The cell of `name`, or the empty one where it would have to go.
+  const Cell& CellOf(const RWCString* name) const {
+    std::size_t at = Home(name);
+    while (m_cells[at].name != nullptr && m_cells[at].name != name) {
+      at = (at + 1) & (m_cells.size() - 1);
+    }
+    return m_cells[at];
+  }
+
+  void Grow() {
+    std::vector<Cell> old(m_cells.size() * 2);
+    old.swap(m_cells);
+    --m_shift;
+    for (const Cell& cell : old) {
+      if (cell.name != nullptr) const_cast<Cell&>(CellOf(cell.name)) = cell;
+    }
+  }
+
+  std::vector<Cell> m_cells;  // a power of two of them, at most two thirds used
+  int m_shift = 0;            // a hash is shifted down by this to become a cell's number
+  std::size_t m_used = 0;
+};
 
 }  // namespace
 
@@ -48,18 +120,26 @@ class Tree_Node::MergedChildren {
         m_is_wide(static_cast<std::size_t>(expected) >= Tree_NodePtrVec::kIndexedFrom &&
                   expected >= node->GetChildCount() / kFewBeside) {
     if (!m_is_wide) return;
-    m_first_new_rank = static_cast<std::size_t>(node->GetChildCount());
-    for (std::size_t place = 0; place < m_first_new_rank; ++place) {
+    m_first_new_rank = static_cast<Rank>(node->GetChildCount());
+    // Many of those to come may be there already.
+    m_of_name.MakeRoom(std::max<std::size_t>(m_first_new_rank, static_cast<std::size_t>(expected)));
+    for (Place place = 0; place < m_first_new_rank; ++place) {
       List(place, (*Elements()[place])->m_key_name);
     }
+  }
+
+  // For the children of the node that is merged in: asks for what is known of a name that is
+  // soon to be looked for.
+  void ComesSoon(const Tree_NodePtr& child) const {
+    if (m_is_wide && !child.isNull()) m_of_name.Ask(child->m_key_name);
   }
 
   // The first child of that name, null when there is none.
   Tree_NodePtr* Find(const RWCString* name) const {
     if (m_node->m_children == nullptr) return nullptr;
     if (!m_is_wide) return m_node->m_children->Find(name);
-    const auto found = m_of_name.find(name);
-    return found == m_of_name.end() ? nullptr : Elements()[found->second.first];
+    const PlacesOfNames::Cell* const found = m_of_name.Find(name);
+    return found == nullptr ? nullptr : Elements()[found->first];
   }
 
   // Adds a copy of a node with everything below it; a leaf refuses it.
@@ -68,7 +148,7 @@ class Tree_Node::MergedChildren {
     Tree_NodePtr copy =
         source->m_children == nullptr ? m_maker.CopyAlone(*source) : source->Duplicate(m_maker);
     if (m_maker.Add(*m_node, std::move(copy)) && m_is_wide) {
-      List(m_ranks.size(), source->m_key_name);
+      List(static_cast<Place>(m_ranks.size()), source->m_key_name);
     }
   }
 
@@ -107,28 +187,29 @@ class Tree_Node::MergedChildren {
 
  private:
   static constexpr int kFewBeside = 8;
-  static constexpr std::size_t kNone = std::numeric_limits<std::size_t>::max();
 
-  struct Places {
-    std::size_t first;
-    std::size_t last;
-  };
+  // No node has as many children as either can count.
+  using Place = PlacesOfNames::Place;
+  using Rank = std::uint32_t;
+  static constexpr Place kNone = std::numeric_limits<Place>::max();
 
   Tree_ElementArray& Elements() const { return m_node->m_children->m_elements; }
 
   // Lists the child at the next place behind all others.
-  void List(std::size_t place, const RWCString* name) {
+  void List(Place place, const RWCString* name) {
     m_ranks.push_back(m_next_rank++);
     m_next_of_name.push_back(kNone);
-    const auto [of_name, is_new] = m_of_name.try_emplace(name, Places{place, place});
-    if (is_new) return;
-    m_next_of_name[of_name->second.last] = place;
-    of_name->second.last = place;
+    if (PlacesOfNames::Cell* const of_name = m_of_name.Find(name)) {
+      m_next_of_name[of_name->last] = place;
+      of_name->last = place;
+    } else {
+      m_of_name.Add(name, place);
+    }
   }
 
   void Rerank(const RWCString* name) {
-    Places& of_name = m_of_name.find(name)->second;
-    const std::size_t place = of_name.first;
+    PlacesOfNames::Cell& of_name = *m_of_name.Find(name);
+    const Place place = of_name.first;
     m_ranks[place] = m_next_rank++;
     m_moved = true;
     if (of_name.last == place) return;
@@ -144,11 +225,11 @@ class Tree_Node::MergedChildren {
 
   // For wide nodes.  A place is a position among the children, which does not change
   // before they are put in order.
-  std::unordered_map<const RWCString*, Places> m_of_name;
-  std::vector<std::size_t> m_next_of_name;  // for each place, the next one of its name
-  std::vector<std::size_t> m_ranks;         // for each place
-  std::size_t m_next_rank = 0;
-  std::size_t m_first_new_rank = 0;  // smaller ones are those of children never moved
+  PlacesOfNames m_of_name;
+  std::vector<Place> m_next_of_name;  // for each place, the next one of its name
+  std::vector<Rank> m_ranks;          // for each place
+  Rank m_next_rank = 0;
+  Rank m_first_new_rank = 0;  // smaller ones are those of children never moved
   bool m_moved = false;
   bool m_repeated_name_moved = false;
 };
@@ -185,6 +266,7 @@ Tree_NodePtr Tree_Node::Merge(Tree_NodePtr& base, Tree_NodePtr& override) {
     int count;  // of its children
     MergedChildren merged;
   };
+  constexpr int kAhead = 8;
   std::vector<Level> way;
   const auto enter = [&way, &maker](Tree_Node* from, Tree_Node* into) {
     const int count = from->GetChildCount();
@@ -194,7 +276,11 @@ Tree_NodePtr Tree_Node::Merge(Tree_NodePtr& base, Tree_NodePtr& override) {
   for (;;) {
     Level& level = way.back();
     if (level.next < level.count) {
-      Tree_Node* const child = level.base->m_children->HandleAt(level.next++).get();
+      Tree_NodePtrVec& children = *level.base->m_children;
+      if (level.count - level.next > kAhead) {
+        level.merged.ComesSoon(children.HandleAt(level.next + kAhead));
+      }
+      Tree_Node* const child = children.HandleAt(level.next++).get();
       if (child == nullptr) continue;
       Tree_NodePtr* const match = level.merged.Find(child->m_key_name);
       if (match == nullptr) {

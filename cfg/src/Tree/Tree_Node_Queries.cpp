@@ -1,5 +1,8 @@
 // Tree_Node: values, counts and listings.
 
+#include <algorithm>
+#include <cstddef>
+#include <cstring>
 #include <memory>
 #include <vector>
 
@@ -213,6 +216,21 @@ int Tree_Node::GetSubTreeEntriesCount(RWCString path, Tree_NodePtr& this_node) {
 
 // --- Listings ----------------------------------------------------------------
 
+namespace {
+
+// Fills a field of an empty pair as Tree_ValueAndPath does, which is zero behind the text
+// already.
+template <std::size_t width>
+void FillEmpty(char (&field)[width], const RWCString& text) {
+  const std::size_t most = std::min(text.length(), width);
+  const void* const end = std::memchr(text.data(), '\0', most);
+  const std::size_t length =
+      end == nullptr ? most : static_cast<std::size_t>(static_cast<const char*>(end) - text.data());
+  std::memcpy(field, text.data(), length);
+}
+
+}  // namespace
+
 String_Arr* Tree_Node::GetSubTreePaths(const RWCString& path, Tree_NodePtr& this_ptr) {
   TREE_LOG("GetSubTreePaths", tree_log::kTrace,
            "Start GetSubTreePaths(RWCString & path,Tree_NodePtr & this_ptr)\n");
@@ -265,7 +283,10 @@ Tree_PathAndValueArray* Tree_Node::GetSubTreeValues(const RWCString& path, Tree_
   int place = 0;
   for (const Tree_NodePtr* child : (*node)->m_children->m_elements) {
     if (child->isNull() || !(*child)->IsLeaf()) continue;
-    values->SetPV(place++, (*child)->GetKeyName(), (*child)->ValueText());
+    Tree_ValueAndPath& pair = *values->GetPV(place++);
+    FillEmpty(pair.m_path, (*child)->GetKeyName());
+    const Tree_Value* const value = (*child)->GetTreeValue();
+    if (value != nullptr) FillEmpty(pair.m_value, *value->m_value);
   }
   TREE_LOG("GetSubTreeValues", tree_log::kTrace,
            "End GetSubTreeValues(RWCString & path,Tree_NodePtr & this_ptr)\n");

@@ -2,11 +2,15 @@
 
 #include <cstddef>
 
+#include "Zel/Zel_LargePages.h"
 #include "rw/RWBoundsErr.h"
 
 // A negative size becomes one that no vector can hold and is refused as such.
 Tree_PathAndValueArray::Tree_PathAndValueArray(int size)
-    : m_elements(static_cast<std::size_t>(size)), m_length(size) {}
+    : m_elements(static_cast<std::size_t>(size)), m_length(size) {
+  Zel_WishLargePages(reinterpret_cast<char*>(m_elements.data()),
+                     m_elements.size() * sizeof(Tree_ValueAndPath));
+}
 
 Tree_PathAndValueArray::~Tree_PathAndValueArray() = default;
 

@@ -1,6 +1,9 @@
 #ifndef TREE_TREE_PATHANDVALUEARRAY_H
 #define TREE_TREE_PATHANDVALUEARRAY_H
 
+#include <cstddef>
+#include <cstdlib>
+#include <new>
 #include <vector>
 
 #include "Tree/Tree_Api.h"
@@ -34,10 +37,36 @@ class TREE_API Tree_PathAndValueArray {
   void SetPV(int i, const char* path, const char* value);
 
  private:
+  // Pairs are large, and empty ones are nothing but zero bytes.  Memory that comes with zero
+  // bytes therefore holds empty pairs: most of a long list is never written at all, since the
+  // system hands out fresh pages like that.
+  template <class T>
+  struct EmptyPairs {
+    using value_type = T;
+
+    EmptyPairs() = default;
+    template <class U>
+    EmptyPairs(const EmptyPairs<U>&) noexcept {}
+
+    T* allocate(std::size_t count) {
+      void* const memory = std::calloc(count, sizeof(T));
+      if (memory == nullptr) throw std::bad_alloc();
+      return static_cast<T*>(memory);
+    }
+    void deallocate(T* memory, std::size_t) noexcept { std::free(memory); }
+
+    // An empty pair is there already.
+    template <class U>
+    void construct(U*) noexcept {}
+
+    friend bool operator==(const EmptyPairs&, const EmptyPairs&) noexcept { return true; }
+    friend bool operator!=(const EmptyPairs&, const EmptyPairs&) noexcept { return false; }
+  };
+
   bool HasPlace(int i) const;
   Tree_ValueAndPath& Element(int i);
 
-  std::vector<Tree_ValueAndPath> m_elements;
+  std::vector<Tree_ValueAndPath, EmptyPairs<Tree_ValueAndPath>> m_elements;
   int m_length;
 };
 

@@ -45,6 +45,8 @@ class TREE_API Tree_ValueAndPath {
   char* GetValue();
 
  private:
+  friend class Tree_Node;  // fills empty pairs without clearing them again
+
   char m_value[kValueWidth];
   char m_path[kPathWidth];
 };
