@@ -8,8 +8,11 @@
 //   known   All strings are stored already, as nearly all are once a process has run for a
 //           while.  Threads only read, so that two should take no longer than one.
 //   new     None is stored: a process reads its first configuration.  With two threads,
-//           each stores its own half; inserts exclude each other.
+//           each stores its own half.
 //   find    The library's look-up by bytes, which navigation uses; it takes no string.
+//
+// Every thread, also a single one, is made for its round and makes its strings itself, before
+// the clock starts: whoever interns a string has just read it.
 //
 // The peer is what comes to mind first, a std::unordered_set behind a std::shared_mutex.
 
@@ -84,15 +87,29 @@ const std::vector<std::string>& Texts(std::size_t count) {
   return texts;
 }
 
-// Interns the part of `texts` that belongs to thread `i` of so many.
+// The part of `texts` that belongs to thread `i` of so many.
+std::vector<std::string> PartOf(const std::vector<std::string>& texts, int i, int threads) {
+  const auto border = [&](int part) {
+    return texts.begin() +
+           static_cast<std::ptrdiff_t>(texts.size() * static_cast<std::size_t>(part) /
+                                       static_cast<std::size_t>(threads));
+  };
+  return {border(i), border(i + 1)};
+}
+
+// Each thread makes its part of the strings and interns them.
 template <class Store>
-void InternPart(Store& store, const std::vector<typename Store::Text>& texts, int i, int threads) {
-  const auto part = static_cast<std::size_t>(i);
-  const auto parts = static_cast<std::size_t>(threads);
-  const std::size_t end = texts.size() * (part + 1) / parts;
-  for (std::size_t k = texts.size() * part / parts; k < end; ++k) {
-    benchmark::DoNotOptimize(store.Intern(texts[k]));
-  }
+double InternOnThreads(Store& store, std::size_t count, int threads) {
+  const std::vector<std::string>& all = Texts(count);
+  std::vector<std::vector<typename Store::Text>> parts(static_cast<std::size_t>(threads));
+  return OnThreads(
+      threads,
+      [&](int i) { parts[static_cast<std::size_t>(i)] = Store::TextsOf(PartOf(all, i, threads)); },
+      [&](int i) {
+        for (const typename Store::Text& text : parts[static_cast<std::size_t>(i)]) {
+          benchmark::DoNotOptimize(store.Intern(text));
+        }
+      });
 }
 
 // Equal strings yield one stored string with their bytes, different ones different strings.
@@ -129,24 +146,21 @@ Store& Filled(std::size_t count) {
 
 template <class Store>
 double KnownRound(std::size_t count, int threads) {
-  Store& store = Filled<Store>(count);
-  const std::vector<typename Store::Text> texts = Store::TextsOf(Texts(count));
-  return OnThreads(threads, [&](int i) { InternPart(store, texts, i, threads); });
+  return InternOnThreads(Filled<Store>(count), count, threads);
 }
 
 template <class Store>
 double NewRound(std::size_t count, int threads) {
   Filled<Store>(count);  // has checked the answers
   Store store;
-  const std::vector<typename Store::Text> texts = Store::TextsOf(Texts(count));
-  return OnThreads(threads, [&](int i) { InternPart(store, texts, i, threads); });
+  return InternOnThreads(store, count, threads);
 }
 
 double FindRound(std::size_t count) {
   const Flyweight& store = Filled<Flyweight>(count);
   const std::vector<std::string>& texts = Texts(count);
   Require(store.Find(texts[0].data(), texts[0].size()) != nullptr, "a stored string is missing");
-  return OnThreads(1, [&](int) {
+  return Timed([&] {
     for (const std::string& text : texts) {
       benchmark::DoNotOptimize(store.Find(text.data(), text.size()));
     }

@@ -19,7 +19,7 @@ double MergeRound(const Peer& peer, const Case& c) {
   Document& base = Standing(peer, c);
   Document& layer = StandingLayer(peer, c);
   std::unique_ptr<Document> merged;
-  const double seconds = OnThreads(1, [&](int) { merged = base.Merge(layer); });
+  const double seconds = Timed([&] { merged = base.Merge(layer); });
   if (FirstTime(peer, c, "merge")) {
     std::map<std::string, std::string> expected;
     for (const Entry& entry : c.sorted) expected[entry.path] = entry.value;
@@ -38,7 +38,7 @@ double ChangesRound(const Peer& peer, const Case& c) {
   Document& before = Standing(peer, c);
   Document& after = StandingChanged(peer, c);
   std::unique_ptr<Document> changes;
-  const double seconds = OnThreads(1, [&](int) { changes = after.Changes(before); });
+  const double seconds = Timed([&] { changes = after.Changes(before); });
   if (FirstTime(peer, c, "changes")) CheckHolds(peer, *changes, c.changed, "changes");
   return seconds;
 }

@@ -16,7 +16,8 @@
 //                   loader and let go by a worker.
 //
 // With two threads, both work on one pool, each for itself.  A figure that stays as it is
-// with one thread says that they do not hinder each other.
+// with one thread says that they do not hinder each other.  A single thread is one that was
+// made for the round, as two are.
 
 #include <benchmark/benchmark.h>
 
@@ -152,11 +153,9 @@ void Check(Heap& heap, std::size_t bytes) {
 // its halves itself; the slowest thread counts.
 template <class Heap>
 double Batches(Heap& heap, int threads, std::size_t batch, bool shuffled, std::size_t repeats) {
-  std::vector<std::vector<void*>> elements(static_cast<std::size_t>(threads),
-                                           std::vector<void*>(batch));
   std::vector<double> seconds(static_cast<std::size_t>(threads), 0.0);
   OnThreads(threads, [&](int i) {
-    std::vector<void*>& own = elements[static_cast<std::size_t>(i)];
+    std::vector<void*> own(batch);
     double spent = 0;
     for (std::size_t k = 0; k < repeats; ++k) {
       const Stopwatch taking;

@@ -2,7 +2,8 @@
 //
 //   look_up_hit, look_up_miss   From a whole path to the text of its value, in random order;
 //                               the last name of a path that misses is that of other nodes.
-//                               With two threads both read one tree.
+//                               With two threads both read one tree.  Every thread, also a
+//                               single one, makes its paths itself, before the clock starts.
 //   child                       From a node with many leaves and a name to the text.
 //   list                        The node at a path, then the names and values of its leaves
 //                               where they stand; per value, the look-up included.
@@ -39,20 +40,22 @@ std::size_t ChildrenAsked(const Case& c) {
 double LookUpRound(const Peer& peer, const Case& c, bool hit, int threads) {
   Document& document = Standing(peer, c);
   const std::vector<std::string>& asked = hit ? c.asked : c.missing;
-  // Each thread has strings of its own and begins elsewhere.
-  std::vector<Strings> paths;
-  for (int i = 0; i < threads; ++i) {
-    std::vector<std::string> order = asked;
-    std::rotate(order.begin(),
-                order.begin() + static_cast<std::ptrdiff_t>(order.size() / 2) * (i % 2),
-                order.end());
-    paths.push_back(peer.PathsOf(order));
-  }
+  std::vector<Strings> paths(static_cast<std::size_t>(threads));
   std::vector<std::uint64_t> sums(static_cast<std::size_t>(threads));
-  const double seconds = OnThreads(threads, [&](int i) {
-    const auto place = static_cast<std::size_t>(i);
-    sums[place] = document.LookUp(paths[place]);
-  });
+  const double seconds = OnThreads(
+      threads,
+      [&](int i) {
+        // Each thread has strings of its own and begins elsewhere.
+        std::vector<std::string> order = asked;
+        std::rotate(order.begin(),
+                    order.begin() + static_cast<std::ptrdiff_t>(order.size() / 2) * (i % 2),
+                    order.end());
+        paths[static_cast<std::size_t>(i)] = peer.PathsOf(order);
+      },
+      [&](int i) {
+        const auto place = static_cast<std::size_t>(i);
+        sums[place] = document.LookUp(paths[place]);
+      });
   if (FirstTime(peer, c, std::string("look_up") + (hit ? "+" : "-") + std::to_string(threads))) {
     const std::uint64_t expected = hit ? Expected(c.sorted, asked) : 0;
     for (const std::uint64_t sum : sums) RequireOf(peer, sum == expected, "look-up by path");
@@ -67,7 +70,7 @@ double ChildRound(const Peer& peer, const Case& c) {
   const Strings parent = peer.PathsOf({c.parent});
   const Strings names = peer.PathsOf(asked);
   std::uint64_t sum = 0;
-  const double seconds = OnThreads(1, [&](int) { sum = document.Children(parent, names); });
+  const double seconds = Timed([&] { sum = document.Children(parent, names); });
   if (FirstTime(peer, c, "child")) {
     for (std::string& name : asked) name.insert(0, c.parent + '\\');
     RequireOf(peer, sum == Expected(c.sorted, asked), "child by name");
@@ -79,8 +82,8 @@ double ListRound(const Peer& peer, const Case& c, bool copied) {
   Document& document = Standing(peer, c);
   const Strings parents = peer.PathsOf(c.parents);
   std::uint64_t sum = 0;
-  const double seconds = OnThreads(
-      1, [&](int) { sum = copied ? document.ListCopied(parents) : document.List(parents); });
+  const double seconds =
+      Timed([&] { sum = copied ? document.ListCopied(parents) : document.List(parents); });
   if (FirstTime(peer, c, copied ? "list_copied" : "list")) {
     const std::set<std::string> asked(c.parents.begin(), c.parents.end());
     Tally tally;
@@ -115,7 +118,7 @@ Found ExpectedPlaces(const Case& c) {
 double SearchRound(const Peer& peer, const Case& c) {
   Document& document = Standing(peer, c);
   Found found;
-  const double seconds = OnThreads(1, [&](int) { found = document.Search(c.searched); });
+  const double seconds = Timed([&] { found = document.Search(c.searched); });
   if (FirstTime(peer, c, "search")) {
     RequireOf(peer, found == ExpectedPlaces(c), "search of a name");
   }

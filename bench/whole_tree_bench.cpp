@@ -17,7 +17,7 @@ namespace {
 double CopyRound(const Peer& peer, const Case& c) {
   Document& document = Standing(peer, c);
   std::unique_ptr<Document> copy;
-  const double seconds = OnThreads(1, [&](int) { copy = document.Copy(); });
+  const double seconds = Timed([&] { copy = document.Copy(); });
   if (FirstTime(peer, c, "copy")) {
     CheckHolds(peer, *copy, c.sorted, "copy");
     // It is a copy: a change of it stays its own.
@@ -31,13 +31,13 @@ double CopyRound(const Peer& peer, const Case& c) {
 double DestroyRound(const Peer& peer, const Case& c) {
   std::unique_ptr<Document> copy =
       peer.WayOf(Operation::kCopy) == Way::kNone ? Build(peer, c.sorted) : Standing(peer, c).Copy();
-  return OnThreads(1, [&](int) { copy.reset(); });
+  return Timed([&] { copy.reset(); });
 }
 
 double FlattenRound(const Peer& peer, const Case& c) {
   Document& document = Standing(peer, c);
   std::unique_ptr<Bytes> bytes;
-  const double seconds = OnThreads(1, [&](int) { bytes = document.Flatten(); });
+  const double seconds = Timed([&] { bytes = document.Flatten(); });
   if (FirstTime(peer, c, "flatten")) {
     CheckHolds(peer, *peer.Read(*bytes), c.sorted, "tree that was flattened and read");
   }
@@ -47,7 +47,7 @@ double FlattenRound(const Peer& peer, const Case& c) {
 double ChecksumRound(const Peer& peer, const Case& c) {
   Document& document = Standing(peer, c);
   std::uint64_t sum = 0;
-  const double seconds = OnThreads(1, [&](int) { sum = document.Checksum(); });
+  const double seconds = Timed([&] { sum = document.Checksum(); });
   if (FirstTime(peer, c, "checksum")) {
     RequireOf(peer, sum == Build(peer, c.shuffled)->Checksum(), "checksum in another order");
     RequireOf(peer, sum != StandingChanged(peer, c).Checksum(), "checksum of a changed tree");

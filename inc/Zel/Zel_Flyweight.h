@@ -1,6 +1,7 @@
 #ifndef ZEL_ZEL_FLYWEIGHT_H
 #define ZEL_ZEL_FLYWEIGHT_H
 
+#include <algorithm>
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
@@ -9,6 +10,7 @@
 #include <vector>
 
 #include "ThreadAPI/Mutex.h"
+#include "ThreadAPI/ThreadAPI_Lane.h"
 #include "ThreadAPI/ThreadAPI_LockGuard.h"
 #include "ThreadAPI/ThreadAPI_RWSpinLock.h"
 #include "Zel/Zel_LogFile.h"
@@ -32,11 +34,18 @@
 //         and never written again.  That is why look-ups take no lock and write no
 //         shared memory, whatever other threads insert meanwhile.
 //
-// T is a string type with hash(), data(), length(), equals(), and the static functions
-// hash(bytes, length) and PermanentObject(string) of RWCString.
+//         Threads insert permanent strings side by side, each in a lane: a lock that
+//         hardly any other thread takes, and a number of slots that may be filled.  Two
+//         that want the same cell settle it by compare-and-exchange.  Who finds no slot
+//         in the lane closes all lanes, and there is nobody else in the container while
+//         slots are dealt out, a buffer is added or the index grows.
+//         Invariant: a buffer is added when all slots of all lanes are filled, not before.
 //
-// Threads: a container made with thread_safe may be used from any thread; inserts
-// are exclusive.  Another one belongs to whoever serialises its use.
+// T is a string type with hash(), data(), length(), equals(), and the static functions
+// hash(bytes, length), PermanentObject(string) and DropPermanentObject(object) of RWCString.
+//
+// Threads: a container made with thread_safe may be used from any thread.  Another one
+// belongs to whoever serialises its use.
 //
 // Errors: exhausted memory throws std::bad_alloc and leaves the container as it was.
 template <class T>
@@ -85,31 +94,64 @@ class Zel_FlyweightContainer {
     std::unique_ptr<std::atomic<std::uint64_t>[]> cells;
   };
 
+  // Belongs to the holder of its lock, and to whoever has closed all lanes.
+  struct alignas(64) Lane {
+    ThreadAPI_RWSpinLock lock;
+    std::int32_t free_slots = 0;
+  };
+  static constexpr unsigned kLanes = 16;
+
+  // While it lives nobody else inserts.
+  class ClosedLanes {
+   public:
+    explicit ClosedLanes(Zel_FlyweightContainer& container)
+        : m_container(container), m_guard(container.m_lock) {
+      for (Lane& lane : m_container.m_lanes) lane.lock.acquireWrite();
+    }
+    ~ClosedLanes() {
+      for (Lane& lane : m_container.m_lanes) lane.lock.releaseWrite();
+    }
+    ClosedLanes(const ClosedLanes&) = delete;
+    ClosedLanes& operator=(const ClosedLanes&) = delete;
+
+   private:
+    Zel_FlyweightContainer& m_container;
+    ThreadAPI_RWWriteSpinScopeLock m_guard;
+  };
+
   static std::size_t CellsFor(std::size_t strings);
+  static std::size_t StringsFor(std::size_t cells);
   static std::uint64_t Cell(const T* slot, unsigned hash);
   static const T* Slot(std::uint64_t cell);
 
   const T* GetValueWithCare(const T& s, bool look_up_first);
+  const T* InsertBesideOthers(const T& s);
   const T* Find(const char* bytes, std::size_t length, unsigned hash) const;
-  void Enter(const T* slot, unsigned hash);
+  Lane& OwnLane();
+  bool HasFreeSlot(const Lane& lane) const;
+  void Refill(Lane& lane);
+  void CollectFreeSlots();
+  const T* InsertInto(Lane& lane, const T& s);
+  const T* Store(const Lane& lane, const T& s);
   void GrowIndex();
   void ExpendBuffer();
-  std::size_t SlotsPerBuffer() const;
-  const T* Store(const T& s);
+  std::int32_t SlotsPerBuffer() const;
 
-  ThreadAPI_RWSpinLock m_lock;
+  ThreadAPI_RWSpinLock m_lock;  // of whoever closes the lanes
   Mutex m_mutex;
   T* m_buffer = nullptr;    // the buffer being filled; null where they are only counted
   std::int32_t m_fly_size;  // slots per buffer, or kNoBuffers
-  std::int32_t m_next_free = 0;
   bool m_thread_safe;
   bool m_use_regular_mutex = false;
   bool m_looks_up_freely;  // thread-safe with the lock, and not without buffers
+  bool m_has_lanes;        // more than the first one is used
   Texts m_texts;
   std::atomic<const Table*> m_index{nullptr};
-  std::size_t m_stored = 0;                      // strings in the index
+  std::int32_t m_free_slots = 0;  // of the last buffer, those that no lane has
+  std::size_t m_dealt_slots = 0;  // strings in the index, and free slots of the lanes
   std::vector<std::unique_ptr<Table>> m_tables;  // the index and those it outgrew
   std::vector<std::unique_ptr<T[]>> m_buffers;   // every buffer, in order of making
+  Lane m_lanes[kLanes];
 };
 
 #define ZEL_FLYWEIGHT_LOG(method, level, ...)                                                      \
@@ -126,6 +168,7 @@ Zel_FlyweightContainer<T>::Zel_FlyweightContainer(bool thread_safe, std::size_t 
     : m_fly_size(static_cast<std::int32_t>(static_cast<std::uint32_t>(fly_size))),
       m_thread_safe(thread_safe),
       m_looks_up_freely(false),
+      m_has_lanes(false),
       m_texts(texts) {
   // A fly size of -1 asks for no strings at all, and beyond a million the index may
   // as well grow when the strings come.
@@ -151,6 +194,8 @@ Zel_FlyweightContainer<T>::Zel_FlyweightContainer(bool thread_safe, std::size_t 
     m_use_regular_mutex = true;
   }
   m_looks_up_freely = m_thread_safe && !m_use_regular_mutex && m_fly_size != kNoBuffers;
+  // Slots of a buffer are filled one after the other.
+  m_has_lanes = m_looks_up_freely && m_texts == Texts::kPermanent;
 
   if (m_fly_size != kNoBuffers) {
     // The line of a new buffer bears the name of whoever makes it.
@@ -199,34 +244,98 @@ const T* Zel_FlyweightContainer<T>::GetValueWithCare(const T& s, bool look_up_fi
     ThreadAPI_LockGuard guard(m_mutex);
     return insert_value(s);
   }
-  ThreadAPI_RWWriteSpinScopeLock guard(m_lock);
+  return InsertBesideOthers(s);
+}
+
+template <class T>
+const T* Zel_FlyweightContainer<T>::InsertBesideOthers(const T& s) {
+  {
+    Lane& lane = OwnLane();
+    ThreadAPI_RWWriteSpinScopeLock guard(lane.lock);
+    if (HasFreeSlot(lane)) return InsertInto(lane, s);
+  }
+  const ClosedLanes closed(*this);
   return insert_value(s);
 }
 
 template <class T>
 const T* Zel_FlyweightContainer<T>::insert_value(const T& s) {
-  // A full buffer is followed by another before anyone knows whether s is new; the
-  // comparison also holds for a fly size of 0, whose buffers have one slot.
-  if (m_next_free >= m_fly_size) {
+  Lane& lane = OwnLane();
+  // A full buffer is followed by another before anyone knows whether s is new.
+  if (!HasFreeSlot(lane)) Refill(lane);
+  return InsertInto(lane, s);
+}
+
+template <class T>
+typename Zel_FlyweightContainer<T>::Lane& Zel_FlyweightContainer<T>::OwnLane() {
+  return m_lanes[m_has_lanes ? ThreadAPI_Lane() % kLanes : 0];
+}
+
+// The buffers of a fly size of 0 have one slot but count as full.
+template <class T>
+bool Zel_FlyweightContainer<T>::HasFreeSlot(const Lane& lane) const {
+  return lane.free_slots > 0 && m_fly_size > 0;
+}
+
+// Gives `lane` at least one free slot and the index room for as many strings.  Half of what
+// is left goes to whoever asks, so that lanes that are in use need not ask often, and slots
+// are not collected from all lanes before the buffer is nearly full.
+template <class T>
+void Zel_FlyweightContainer<T>::Refill(Lane& lane) {
+  if (m_free_slots == 0) CollectFreeSlots();
+  if (m_free_slots == 0 || m_fly_size <= 0) {
     ExpendBuffer();
     ZEL_FLYWEIGHT_LOG("insert_value", 7, "Zel_FlyweightContainer, Expend buffer, fly size is %d\n",
                       static_cast<int>(static_cast<std::size_t>(m_fly_size) * m_buffers.size()));
   }
-  const unsigned hash = s.hash();
-  // Another thread may have stored s since this one looked; the slot stays free then.
-  if (const T* found = Find(s.data(), s.length(), hash)) return found;
-
   GrowIndex();
-  const T* const slot = Store(s);
-  Enter(slot, hash);
-  ++m_next_free;
-  return slot;
+  const std::size_t room =
+      StringsFor(m_index.load(std::memory_order_relaxed)->mask + 1) - m_dealt_slots;
+  const std::int32_t share = m_has_lanes ? m_free_slots - m_free_slots / 2 : m_free_slots;
+  const auto dealt = static_cast<std::int32_t>(std::min(static_cast<std::size_t>(share), room));
+  m_free_slots -= dealt;
+  lane.free_slots += dealt;
+  m_dealt_slots += static_cast<std::size_t>(dealt);
 }
 
 template <class T>
-const T* Zel_FlyweightContainer<T>::Store(const T& s) {
+void Zel_FlyweightContainer<T>::CollectFreeSlots() {
+  for (Lane& lane : m_lanes) {
+    m_dealt_slots -= static_cast<std::size_t>(lane.free_slots);
+    m_free_slots += std::exchange(lane.free_slots, 0);
+  }
+}
+
+// Stores `s` in a slot of `lane` unless it is in the index.
+template <class T>
+const T* Zel_FlyweightContainer<T>::InsertInto(Lane& lane, const T& s) {
+  const unsigned hash = s.hash();
+  const Table& table = *m_index.load(std::memory_order_relaxed);
+  const std::uint64_t tag = Cell(nullptr, hash);
+  const T* slot = nullptr;
+  for (std::size_t at = hash & table.mask;; at = (at + 1) & table.mask) {
+    std::uint64_t cell = table.cells[at].load(std::memory_order_acquire);
+    if (cell == 0) {
+      if (slot == nullptr) slot = Store(lane, s);
+      if (table.cells[at].compare_exchange_strong(cell, Cell(slot, hash), std::memory_order_release,
+                                                  std::memory_order_acquire)) {
+        --lane.free_slots;
+        return slot;
+      }
+      // Another thread has taken the cell for the string that `cell` names now.
+    }
+    if ((cell & ~kAddressMask) == tag && Slot(cell)->equals(s.data(), s.length())) {
+      if (slot != nullptr) T::DropPermanentObject(slot);
+      return Slot(cell);
+    }
+  }
+}
+
+// Fills the next slot; until the string is in the index it stays the next.
+template <class T>
+const T* Zel_FlyweightContainer<T>::Store(const Lane& lane, const T& s) {
   if (m_texts == Texts::kPermanent) return T::PermanentObject(s);
-  T* const slot = m_buffer + m_next_free;
+  T* const slot = m_buffer + (SlotsPerBuffer() - m_free_slots - lane.free_slots);
   *slot = s;
   return slot;
 }
@@ -250,21 +359,11 @@ const T* Zel_FlyweightContainer<T>::Find(const char* bytes, std::size_t length,
   }
 }
 
-// Publishes `slot`, which must be filled and not be in the index.
-template <class T>
-void Zel_FlyweightContainer<T>::Enter(const T* slot, unsigned hash) {
-  const Table& table = *m_index.load(std::memory_order_relaxed);
-  std::size_t at = hash & table.mask;
-  while (table.cells[at].load(std::memory_order_relaxed) != 0) at = (at + 1) & table.mask;
-  table.cells[at].store(Cell(slot, hash), std::memory_order_release);
-  ++m_stored;
-}
-
-// Makes room in the index for one more string.
+// Makes room in the index for one more slot that is dealt out.
 template <class T>
 void Zel_FlyweightContainer<T>::GrowIndex() {
   const Table& old = *m_index.load(std::memory_order_relaxed);
-  if (CellsFor(m_stored + 1) <= old.mask + 1) return;
+  if (m_dealt_slots < StringsFor(old.mask + 1)) return;
 
   auto larger = std::make_unique<Table>((old.mask + 1) * 4);
   for (std::size_t i = 0; i <= old.mask; ++i) {
@@ -282,23 +381,29 @@ void Zel_FlyweightContainer<T>::GrowIndex() {
 template <class T>
 void Zel_FlyweightContainer<T>::ExpendBuffer() {
   std::unique_ptr<T[]> buffer;
-  if (m_texts == Texts::kWithContainer) buffer = std::make_unique<T[]>(SlotsPerBuffer());
+  if (m_texts == Texts::kWithContainer)
+    buffer = std::make_unique<T[]>(static_cast<std::size_t>(SlotsPerBuffer()));
   m_buffers.push_back(std::move(buffer));
   m_buffer = m_buffers.back().get();
-  m_next_free = 0;
+  m_free_slots = SlotsPerBuffer();
 }
 
 template <class T>
-std::size_t Zel_FlyweightContainer<T>::SlotsPerBuffer() const {
-  return m_fly_size > 0 ? static_cast<std::size_t>(m_fly_size) : 1;
+std::int32_t Zel_FlyweightContainer<T>::SlotsPerBuffer() const {
+  return std::max(m_fly_size, std::int32_t{1});
 }
 
-// The smallest table that is at most two thirds full with so many strings.
+// The smallest table that is at most two thirds full with so many strings, and back.
 template <class T>
 std::size_t Zel_FlyweightContainer<T>::CellsFor(std::size_t strings) {
   std::size_t cells = 64;
-  while (cells * 2 < strings * 3) cells *= 2;
+  while (StringsFor(cells) < strings) cells *= 2;
   return cells;
+}
+
+template <class T>
+std::size_t Zel_FlyweightContainer<T>::StringsFor(std::size_t cells) {
+  return cells * 2 / 3;
 }
 
 template <class T>

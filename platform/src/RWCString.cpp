@@ -246,6 +246,14 @@ const RWCString* RWCString::PermanentObject(const RWCString& text) {
   return new (memory) RWCString(rep, Adopt::kRep);
 }
 
+void RWCString::DropPermanentObject(const RWCString* object) noexcept {
+  char* const memory = reinterpret_cast<char*>(const_cast<RWCString*>(object));
+  const bool has_bytes = object->data() == memory + offsetof(PermanentText, rep) + sizeof(Rep);
+  rwcstring_memory::ReturnPermanent(
+      memory, has_bytes ? offsetof(PermanentText, rep) + sizeof(Rep) + object->length() + 1
+                        : sizeof(RWCString));
+}
+
 // --------------------------------------------------------------- Changes
 
 // Makes this string its representation's only owner, `added - removed` bytes

@@ -4,6 +4,7 @@
 #include <cstdlib>
 
 #include "ThreadAPI/Mutex.h"
+#include "ThreadAPI/ThreadAPI_Lane.h"
 #include "ThreadAPI/ThreadAPI_LockGuard.h"
 #include "Zel_Regions.h"
 
@@ -58,40 +59,66 @@ constexpr std::size_t kChunkBytes = std::size_t{64} * 1024;
 // present chunk.
 constexpr std::size_t kLargePiece = kChunkBytes / 8;
 
-constinit Mutex g_arena_mutex;
-constinit Chunk* g_chunks = nullptr;
-constinit char* g_arena_next = nullptr;
-constinit std::size_t g_arena_left = 0;
+// Threads that fill memory at the same time fill different chunks: none waits for the
+// other, and what one has written does not lie in the other's cache.
+struct alignas(64) Arena {
+  // `bytes`, the link included.
+  char* NewChunk(std::size_t bytes) {
+    // Not the plain operator new: whoever counts its calls looks for what has to be given back.
+    void* const memory = bytes == kChunkBytes ? zel_regions::Take(bytes) : std::malloc(bytes);
+    Chunk* const chunk = static_cast<Chunk*>(memory);
+    if (chunk == nullptr) throw std::bad_alloc();
+    chunk->next = chunks;
+    chunks = chunk;
+    return reinterpret_cast<char*>(chunk + 1);
+  }
 
-// `bytes`, the link included.
-char* NewChunk(std::size_t bytes) {
-  // Not the plain operator new: whoever counts its calls looks for what has to be given back.
-  void* const memory = bytes == kChunkBytes ? zel_regions::Take(bytes) : std::malloc(bytes);
-  Chunk* const chunk = static_cast<Chunk*>(memory);
-  if (chunk == nullptr) throw std::bad_alloc();
-  chunk->next = g_chunks;
-  g_chunks = chunk;
-  return reinterpret_cast<char*>(chunk + 1);
+  Mutex mutex;
+  Chunk* chunks = nullptr;
+  char* next = nullptr;
+  std::size_t left = 0;
+};
+
+constexpr unsigned kArenas = 16;
+constinit Arena g_arenas[kArenas];
+
+Arena& OwnArena() noexcept {
+  return g_arenas[ThreadAPI_Lane() % kArenas];
 }
 
 }  // namespace
 
 void* TakePermanent(std::size_t bytes, std::size_t alignment) {
-  ThreadAPI_LockGuard guard(g_arena_mutex);
-  if (bytes > kLargePiece) return NewChunk(sizeof(Chunk) + bytes);
-  const std::size_t skipped = -reinterpret_cast<std::uintptr_t>(g_arena_next) & (alignment - 1);
-  if (bytes + skipped > g_arena_left) {
-    g_arena_left = 0;
-    g_arena_next = NewChunk(kChunkBytes);
-    g_arena_left = kChunkBytes - sizeof(Chunk);
+  Arena& arena = OwnArena();
+  ThreadAPI_LockGuard guard(arena.mutex);
+  if (bytes > kLargePiece) return arena.NewChunk(sizeof(Chunk) + bytes);
+  const std::size_t skipped = -reinterpret_cast<std::uintptr_t>(arena.next) & (alignment - 1);
+  if (bytes + skipped > arena.left) {
+    arena.left = 0;
+    arena.next = arena.NewChunk(kChunkBytes);
+    arena.left = kChunkBytes - sizeof(Chunk);
   } else {
-    g_arena_next += skipped;
-    g_arena_left -= skipped;
+    arena.next += skipped;
+    arena.left -= skipped;
   }
-  char* const memory = g_arena_next;
-  g_arena_next += bytes;
-  g_arena_left -= bytes;
+  char* const memory = arena.next;
+  arena.next += bytes;
+  arena.left -= bytes;
   return memory;
+}
+
+void ReturnPermanent(void* memory, std::size_t bytes) noexcept {
+  Arena& arena = OwnArena();
+  ThreadAPI_LockGuard guard(arena.mutex);
+  if (bytes > kLargePiece) {
+    Chunk* const chunk = static_cast<Chunk*>(memory) - 1;
+    if (chunk != arena.chunks) return;
+    arena.chunks = chunk->next;
+    std::free(chunk);
+  } else if (static_cast<char*>(memory) + bytes == arena.next) {
+    arena.next -= bytes;
+    arena.left += bytes;
+  }
 }
 
 }  // namespace rwcstring_memory

@@ -26,7 +26,8 @@
 //            Under AddressSanitizer everything comes from operator new, so that it finds
 //            what is used after its end, or lost, to the byte.
 //
-// PERMANENT  Pieces of chunks that are filled from the front and never freed.
+// PERMANENT  Pieces of chunks that are filled from the front and never freed.  Threads that
+//            run side by side fill chunks of their own.
 //
 // Threads: any.  Errors: exhausted memory throws std::bad_alloc.
 namespace rwcstring_memory {
@@ -79,6 +80,9 @@ inline void GiveBack(void* memory, std::size_t size) noexcept {
 
 // Permanent memory, aligned to `alignment`, which is 8 at most and a power of two.
 void* TakePermanent(std::size_t bytes, std::size_t alignment);
+
+// Takes back what this thread took last; what it took before that is left as it is.
+void ReturnPermanent(void* memory, std::size_t bytes) noexcept;
 
 }  // namespace rwcstring_memory
 

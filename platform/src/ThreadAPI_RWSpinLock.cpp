@@ -3,9 +3,7 @@
 #include <system_error>
 #include <thread>
 
-#if defined(__x86_64__) || defined(__i386__) || defined(_M_X64) || defined(_M_IX86)
-#include <immintrin.h>
-#endif
+#include "Pause.h"
 
 namespace {
 
@@ -24,9 +22,7 @@ class Waiter {
   void Pause() noexcept {
     if (m_spins < kSpins) {
       ++m_spins;
-#if defined(__x86_64__) || defined(__i386__) || defined(_M_X64) || defined(_M_IX86)
-      _mm_pause();
-#endif
+      thread_api::Pause();
     } else {
       std::this_thread::yield();
     }

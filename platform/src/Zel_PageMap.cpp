@@ -105,10 +105,9 @@ Block* NewBlock(const Zel_PoolAllocator* pool, std::size_t elements, std::size_t
   block->elements.store(elements, std::memory_order_relaxed);
   block->bytes = bytes;
   block->next = nullptr;
-  block->free =
-      static_cast<std::uint64_t*>(std::calloc((elements + 63) / 64, sizeof(std::uint64_t)));
-  block->free_elements = 0;
-  block->first_free_word = 0;
+  block->free = static_cast<FreeBits*>(
+      std::calloc(1, sizeof(FreeBits) + (elements + 63) / 64 * sizeof(std::uint64_t)));
+  if (block->free != nullptr) block->free->block = block;
   block->pool.store(pool, std::memory_order_release);
   if (block->free == nullptr ||
       !SetPages(base >> kPageShift, (base + bytes - 1) >> kPageShift, block)) {

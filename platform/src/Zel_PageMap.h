@@ -20,6 +20,17 @@ namespace zel_page_map {
 inline constexpr std::size_t kPageBytes = 4096;
 inline constexpr unsigned kPageShift = 12;
 
+// Which elements of a block are free, for the pool under its lock.  It is written all the time
+// and therefore has memory of its own, away from what look-ups read.
+struct FreeBits {
+  std::uint64_t* Words() noexcept { return reinterpret_cast<std::uint64_t*>(this + 1); }
+
+  std::uint64_t elements;    // bits that are set
+  std::uint64_t first_word;  // none is set before this word
+  const struct Block* block;
+  FreeBits* next;  // in the pool's queue of those that have some
+};
+
 // A block of a pool.  Descriptors are recycled but never freed, so a look-up
 // of a page that another thread is just removing reads a descriptor, if
 // perhaps no longer that page's: the answer "not in this pool" stays right,
@@ -30,12 +41,7 @@ struct Block {
   std::atomic<std::uint64_t> elements{0};
   std::size_t bytes = 0;
   Block* next = nullptr;  // of the same pool, or of the free descriptors
-
-  // For the pool, under its lock.
-  std::uint64_t* free = nullptr;      // a bit for each element that is free
-  std::uint64_t free_elements = 0;    // bits that are set
-  std::uint64_t first_free_word = 0;  // none is set before this word
-  Block* next_with_free = nullptr;    // in its queue of blocks that have some
+  FreeBits* free = nullptr;
 };
 
 inline constexpr unsigned kLevelBits = 18;

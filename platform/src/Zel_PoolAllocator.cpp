@@ -421,19 +421,19 @@ void* Zel_PoolAllocator::AllocateSlowly() noexcept {
   }
   if (void* const element = TakeCached(slot, m_element_size)) return element;
 
+  Central::Places taken;
   {
     ThreadAPI_LockGuard guard(central.mutex);
     central.NoteUser(cache);
     slot.limit = static_cast<std::uint32_t>(central.batch);
     std::size_t range = central.TakeRange(central.batch, slot.fresh);
-    if (range == 0) {
-      const Batch batch = central.Take();
-      slot.active = batch.head;
-      Set(slot.active_count, batch.count);
-      if (batch.count == 0) range = central.Carve(central.batch, slot.fresh);
-    }
+    if (range == 0) central.Take(central.batch, taken);
+    if (range == 0 && taken.IsEmpty()) range = central.Carve(central.batch, slot.fresh);
     Set(slot.fresh_count, range);
   }
+  const Batch list = taken.List(*this);
+  slot.active = list.head;
+  Set(slot.active_count, list.count);
   return TakeCached(slot, m_element_size);
 }
 
@@ -500,11 +500,12 @@ void Zel_PoolAllocator::AddSlowly(void* element) noexcept {
 
   Slot& slot = cache->slots[m_slot];
   if (slot.limit == 0 || slot.spare != nullptr) {
+    const Central::Places places(*this,
+                                 {std::exchange(slot.spare, nullptr), Get(slot.spare_count)});
     ThreadAPI_LockGuard guard(central.mutex);
     central.NoteUser(cache);
     slot.limit = static_cast<std::uint32_t>(central.batch);
-    if (slot.spare != nullptr) central.Put({slot.spare, Get(slot.spare_count)});
-    slot.spare = nullptr;
+    central.Put(places);
     Set(slot.spare_count, 0);
   }
   if (Get(slot.active_count) >= slot.limit) {

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <atomic>
 #include <bit>
+#include <cassert>
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -58,85 +59,152 @@ inline const zel_page_map::Block* Zel_PoolAllocator::BlockOf(const void* element
 struct Zel_PoolAllocator::Central {
   using Batch = zel_pool::Batch;
   using Block = zel_page_map::Block;
+  using FreeBits = zel_page_map::FreeBits;
   using Link = zel_pool::Link;
 
   Central(Zel_PoolAllocator* owner, const char* pool_name)
       : pool(owner), name(pool_name == nullptr ? "" : pool_name) {}
 
-  // Takes back a list of any length; never allocates.
-  void Put(Batch list) noexcept {
-    free_elements += list.count;
-    Block* block = nullptr;
-    std::uintptr_t base = 0;
-    std::uint64_t elements = 0;
-    // Neighbours often come one after the other; their bits are set together.
-    std::uint64_t word = 0;
-    std::uint64_t bits = 0;
-    std::uint64_t bit_count = 0;
-    for (Link* link = list.head; link != nullptr;) {
-      Link* const next = zel_pool::NextOf(link);
-      std::uint64_t index = pool->IndexIn(base, link);
-      if (index / kWordBits != word || index >= elements) {
-        if (bits != 0) PutIntoBlock(*block, word, bits, bit_count);
-        bits = bit_count = 0;
+  // Free elements by the words of their blocks' bits.  To get there from a list, or from here
+  // to one, every element is looked at; that is long compared with what the pool does with
+  // them, and is done without the lock.
+  class Places {
+   public:
+    Places() noexcept {}
+
+    // Those of `list`, a batch at most.
+    Places(const Zel_PoolAllocator& owner, const Batch& list) noexcept {
+      assert(list.count <= zel_pool::kMostPerBatch);
+      std::uintptr_t base = 0;
+      std::uint64_t elements = 0;
+      FreeBits* bits = nullptr;
+      constexpr std::size_t kKnown = 64;
+      std::uint8_t known_places[kKnown] = {};  // the last place of some words
+      std::size_t count = 0;
+      for (const Link* link = list.head; link != nullptr; link = zel_pool::NextOf(link)) {
+        std::uint64_t index = owner.IndexIn(base, link);
         if (index >= elements) {
-          block = zel_page_map::FindOwn(link);
-          base = block->base.load(std::memory_order_relaxed);
-          elements = block->elements.load(std::memory_order_relaxed);
-          index = pool->IndexIn(base, link);
+          const Block& block = *zel_page_map::FindOwn(link);
+          base = block.base.load(std::memory_order_relaxed);
+          elements = block.elements.load(std::memory_order_relaxed);
+          bits = block.free;
+          index = owner.IndexIn(base, link);
         }
-        word = index / kWordBits;
+        // Neighbours often come soon after one another; their bits are set together.
+        const std::uint64_t word = index / kWordBits;
+        std::uint8_t& known = known_places[word % kKnown];
+        if (known >= count || m_places[known].word != word || m_places[known].free != bits) {
+          known = static_cast<std::uint8_t>(count);
+          m_places[count++] = {bits, word, 0, 0};
+          Prefetch(bits->Words() + word);
+        }
+        m_places[known].bits |= std::uint64_t{1} << (index % kWordBits);
+        ++m_places[known].count;
       }
-      bits |= std::uint64_t{1} << (index % kWordBits);
-      ++bit_count;
-      link = next;
+      m_count = count;
     }
-    if (bits != 0) PutIntoBlock(*block, word, bits, bit_count);
+
+    bool IsEmpty() const noexcept { return m_count == 0; }
+
+    // The elements as a list in the order of the places and, within one, of their addresses.
+    Batch List(const Zel_PoolAllocator& owner) const noexcept {
+      Batch list;
+      for (std::size_t i = m_count; i > 0; --i) {
+        const Place& place = m_places[i - 1];
+        char* const first = ElementAt(owner, *place.free, place.word * kWordBits);
+        for (std::uint64_t bits = place.bits; bits != 0;) {
+          const auto last = static_cast<std::size_t>(std::bit_width(bits)) - 1;
+          bits ^= std::uint64_t{1} << last;
+          list.head = zel_pool::MakeLink(first + last * owner.m_element_size, list.head);
+          ++list.count;
+        }
+      }
+      return list;
+    }
+
+   private:
+    friend struct Central;
+
+    // Another thread may have written there last; its cache had better be asked now.
+    static void Prefetch([[maybe_unused]] const std::uint64_t* word) noexcept {
+#if defined(__GNUC__)
+      __builtin_prefetch(word, 1);
+#endif
+    }
+
+    struct Place {
+      FreeBits* free;
+      std::uint64_t word;
+      std::uint64_t bits;
+      std::uint64_t count;  // of the bits that are set
+    };
+    Place m_places[zel_pool::kMostPerBatch];
+    std::size_t m_count = 0;
+  };
+
+  // Takes elements back; never allocates.
+  void Put(const Places& places) noexcept {
+    for (std::size_t i = 0; i < places.m_count; ++i) {
+      const Places::Place& place = places.m_places[i];
+      PutBits(*place.free, place.word, place.bits, place.count);
+      free_elements += place.count;
+    }
+  }
+
+  void Put(const Batch& list) noexcept {
+    Put(Places(*pool, list));
   }
 
   // Takes back neighbours of one block, the first one at `begin`.
   void PutRange(char* begin, std::size_t bytes) noexcept {
-    Block& block = *zel_page_map::FindOwn(begin);
     const std::size_t size = pool->m_element_size;
-    const std::uint64_t count = bytes / size;
     for (std::size_t at = 0; at != bytes; at += size) zel_pool::ReportIfFree(begin + at);
-    VisitWords(pool->IndexIn(block.base.load(std::memory_order_relaxed), begin), count,
-               [this, &block](std::uint64_t word, std::uint64_t bits, std::uint64_t bit_count) {
-                 PutIntoBlock(block, word, bits, bit_count);
-               });
-    free_elements += count;
+    PutNeighbours(begin, bytes / size);
     zel_pool::Poison(begin, bytes);
   }
 
-  // Up to a batch of free elements, in ascending order as far as they are of one block; an
-  // empty list when there are none.
-  Batch Take() noexcept { return TakeUpTo(batch); }
+  // Takes `most` free elements, a batch at most, in ascending order as far as they are of one
+  // block; fewer when there are no more.
+  void Take(std::size_t most, Places& taken) noexcept {
+    while (most > 0 && first_with_free != nullptr) {
+      FreeBits& free = *first_with_free;
+      const std::uint64_t word = FirstFree(free) / kWordBits;
+      std::uint64_t bits = free.Words()[word];
+      auto count = static_cast<std::size_t>(std::popcount(bits));
+      for (; count > most; --count) bits ^= std::bit_floor(bits);
+      free.Words()[word] ^= bits;
+      TookFrom(free, count);
+      free_elements -= count;
+      taken.m_places[taken.m_count++] = {&free, word, bits, count};
+      most -= count;
+    }
+  }
 
   // Sets `fresh` to a range of free neighbours and returns how many they are, `most` at
   // most; 0, and nothing happens, when the next free elements are no longer a range than it
   // takes a list to be as good.
   std::size_t TakeRange(std::size_t most, char*& fresh) noexcept {
     if (first_with_free == nullptr) return 0;
-    Block& block = *first_with_free;
-    const std::uint64_t first = FirstFree(block);
+    FreeBits& free = *first_with_free;
+    const std::uint64_t first = FirstFree(free);
     std::uint64_t end = first;
     for (;;) {
-      const std::uint64_t rest = block.free[end / kWordBits] >> (end % kWordBits);
+      const std::uint64_t rest = free.Words()[end / kWordBits] >> (end % kWordBits);
       const auto ones = static_cast<std::uint64_t>(std::countr_one(rest));
       end += ones;
       // A word that is full up to its end may go on in the next one.
       if (ones == 0 || end % kWordBits != 0 || end - first >= most ||
-          end >= block.elements.load(std::memory_order_relaxed)) {
+          end >= free.block->elements.load(std::memory_order_relaxed)) {
         break;
       }
     }
     const std::uint64_t count = std::min<std::uint64_t>(end - first, most);
     if (count < kShortestRange) return 0;
-    VisitWords(first, count, [&block](std::uint64_t word, std::uint64_t bits, std::uint64_t) {
-      block.free[word] &= ~bits;
+    VisitWords(first, count, [&free](std::uint64_t word, std::uint64_t bits, std::uint64_t) {
+      free.Words()[word] &= ~bits;
     });
-    fresh = ElementAt(block, first);
-    TookFrom(block, count);
+    fresh = ElementAt(*pool, free, first);
+    TookFrom(free, count);
     free_elements -= count;
     return static_cast<std::size_t>(count);
   }
@@ -161,23 +229,26 @@ struct Zel_PoolAllocator::Central {
       fresh_elements += count;
       return;
     }
-    Batch list;
-    for (std::size_t i = count; i > 0; --i) {
-      list.head = zel_pool::MakeLink(range + (i - 1) * size, list.head);
+    // Two blocks may be neighbours too.
+    while (count > 0) {
+      const std::size_t put = PutNeighbours(range, count);
+      range += put * size;
+      count -= put;
     }
-    list.count = count;
-    Put(list);
   }
 
   // One element, for calls without a cache.
   void* TakeOne() noexcept {
-    const Batch one = TakeUpTo(1);
-    if (one.count != 0) return one.head;
+    Places one;
+    Take(1, one);
+    if (one.m_count != 0) return one.List(*pool).head;
     char* fresh = nullptr;
     return Carve(1, fresh) != 0 ? fresh : nullptr;
   }
 
-  void PutOne(void* element) noexcept { Put({zel_pool::MakeLink(element, nullptr), 1}); }
+  void PutOne(void* element) noexcept {
+    Put({zel_pool::MakeLink(element, nullptr), 1});
+  }
 
   void SetBlockInfo(int elements) noexcept {
     block_elements.store(elements, std::memory_order_relaxed);
@@ -201,8 +272,8 @@ struct Zel_PoolAllocator::Central {
   // Free elements are kept as one bit each in their block, so that they are handed out in the
   // order of their addresses, in whatever order they came back.  Blocks that have some stand
   // in a queue.
-  Block* first_with_free = nullptr;
-  Block* last_with_free = nullptr;
+  FreeBits* first_with_free = nullptr;
+  FreeBits* last_with_free = nullptr;
   std::uint64_t free_elements = 0;
 
   char* block_start = nullptr;  // of the youngest block
@@ -241,56 +312,52 @@ struct Zel_PoolAllocator::Central {
     }
   }
 
+  // Takes back `count` neighbours, or those of them that are of the same block as the first;
+  // returns how many.
+  std::size_t PutNeighbours(const char* begin, std::size_t count) noexcept {
+    const Block& block = *zel_page_map::FindOwn(begin);
+    const std::uint64_t first = pool->IndexIn(block.base.load(std::memory_order_relaxed), begin);
+    const auto put = static_cast<std::size_t>(
+        std::min<std::uint64_t>(count, block.elements.load(std::memory_order_relaxed) - first));
+    VisitWords(first, put,
+               [this, &block](std::uint64_t word, std::uint64_t bits, std::uint64_t bit_count) {
+                 PutBits(*block.free, word, bits, bit_count);
+               });
+    free_elements += put;
+    return put;
+  }
+
   // `bits` are those of elements that come back, of the 64 that `word` is for.
-  void PutIntoBlock(Block& block, std::uint64_t word, std::uint64_t bits,
-                    std::uint64_t bit_count) noexcept {
-    block.free[word] |= bits;
-    block.first_free_word = std::min(block.first_free_word, word);
-    const bool had_none = block.free_elements == 0;
-    block.free_elements += bit_count;
+  void PutBits(FreeBits& free, std::uint64_t word, std::uint64_t bits,
+               std::uint64_t bit_count) noexcept {
+    free.Words()[word] |= bits;
+    free.first_word = std::min(free.first_word, word);
+    const bool had_none = free.elements == 0;
+    free.elements += bit_count;
     if (!had_none) return;
-    block.next_with_free = nullptr;
-    (first_with_free == nullptr ? first_with_free : last_with_free->next_with_free) = &block;
-    last_with_free = &block;
+    free.next = nullptr;
+    (first_with_free == nullptr ? first_with_free : last_with_free->next) = &free;
+    last_with_free = &free;
   }
 
   // To be called when elements of the first block of the queue were taken.
-  void TookFrom(Block& block, std::uint64_t count) noexcept {
-    block.free_elements -= count;
-    if (block.free_elements == 0) first_with_free = block.next_with_free;
+  void TookFrom(FreeBits& free, std::uint64_t count) noexcept {
+    free.elements -= count;
+    if (free.elements == 0) first_with_free = free.next;
   }
 
   // Of a block that has free elements.
-  static std::uint64_t FirstFree(Block& block) noexcept {
-    while (block.free[block.first_free_word] == 0) ++block.first_free_word;
-    return block.first_free_word * kWordBits +
-           static_cast<unsigned>(std::countr_zero(block.free[block.first_free_word]));
+  static std::uint64_t FirstFree(FreeBits& free) noexcept {
+    const std::uint64_t* const words = free.Words();
+    while (words[free.first_word] == 0) ++free.first_word;
+    return free.first_word * kWordBits +
+           static_cast<unsigned>(std::countr_zero(words[free.first_word]));
   }
 
-  char* ElementAt(const Block& block, std::uint64_t index) const noexcept {
-    return reinterpret_cast<char*>(block.base.load(std::memory_order_relaxed)) +
-           index * pool->m_element_size;
-  }
-
-  Batch TakeUpTo(std::size_t most) noexcept {
-    Batch taken;
-    Link* last = nullptr;
-    while (taken.count < most && first_with_free != nullptr) {
-      Block& block = *first_with_free;
-      const std::uint64_t index = FirstFree(block);
-      block.free[index / kWordBits] &= ~(std::uint64_t{1} << (index % kWordBits));
-      TookFrom(block, 1);
-      Link* const link = zel_pool::MakeLink(ElementAt(block, index), nullptr);
-      if (last == nullptr) {
-        taken.head = link;
-      } else {
-        zel_pool::SetNext(last, link);
-      }
-      last = link;
-      ++taken.count;
-    }
-    free_elements -= taken.count;
-    return taken;
+  static char* ElementAt(const Zel_PoolAllocator& owner, const FreeBits& free,
+                         std::uint64_t index) noexcept {
+    return reinterpret_cast<char*>(free.block->base.load(std::memory_order_relaxed)) +
+           index * owner.m_element_size;
   }
 
   bool AddBlock() noexcept {

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <chrono>
 #include <mutex>
 #include <stdexcept>
 #include <thread>
@@ -81,6 +83,27 @@ TEST(Mutex, ExcludesThreads) {
   }
   for (std::thread& thread : threads) thread.join();
   EXPECT_EQ(40000, counter);
+}
+
+// Longer than a thread looks again before it sleeps.
+TEST(Mutex, IsWaitedForAsLongAsItTakes) {
+  Mutex mutex;
+  std::atomic<bool> given_up{false};
+  std::atomic<int> early{0};
+  mutex.acquire();
+  std::vector<std::thread> threads;
+  for (int t = 0; t < 3; ++t) {
+    threads.emplace_back([&] {
+      ThreadAPI_LockGuard guard(mutex);
+      if (!given_up) ++early;
+    });
+  }
+  std::this_thread::sleep_for(std::chrono::milliseconds(20));
+  given_up = true;
+  mutex.release();
+  for (std::thread& thread : threads) thread.join();
+  EXPECT_EQ(0, early);
+  EXPECT_TRUE(IsFree(mutex));
 }
 
 // A static mutex needs no constructor to have run: one that is defined behind

@@ -612,6 +612,33 @@ TEST(RWCString, PermanentObjectsStandBesideTheirBytes) {
   EXPECT_TRUE(RWCString::PermanentObject(emptied)->isNull());
 }
 
+TEST(RWCString, DroppedPermanentObjectsMakeRoomForTheNext) {
+  for (const std::string& bytes : {"x"s, ""s, "a\0b"s, std::string(1000, 'y')}) {
+    const RWCString text = Make(bytes);
+    const RWCString* const kept = RWCString::PermanentObject(Make("kept"));
+    const RWCString* const dropped = RWCString::PermanentObject(text);
+    RWCString::DropPermanentObject(dropped);
+    EXPECT_EQ(dropped, RWCString::PermanentObject(text));
+    // Another has been made since: the memory is lost, and nothing else happens.
+    RWCString::DropPermanentObject(kept);
+    EXPECT_NE(kept, RWCString::PermanentObject(Make("next")));
+    EXPECT_EQ(bytes, Text(*dropped));
+    EXPECT_EQ("kept", Text(*kept));
+  }
+  // A text that is permanent already stays when one of its objects goes.
+  const RWCString permanent = RWCString::Permanent("permanent already");
+  RWCString::DropPermanentObject(RWCString::PermanentObject(permanent));
+  RWCString::PermanentObject(Make("in its place"));
+  EXPECT_STREQ("permanent already", permanent.data());
+  // Large ones have memory of their own; LeakSanitizer and AddressSanitizer look after it.
+  const RWCString large = Make(std::string(200000, 'z'));
+  const RWCString* const first = RWCString::PermanentObject(large);
+  RWCString::DropPermanentObject(RWCString::PermanentObject(large));
+  EXPECT_EQ(large, *first);
+  RWCString::DropPermanentObject(first);
+  EXPECT_EQ(large, *RWCString::PermanentObject(large));
+}
+
 TEST(RWCString, PermanentTextOutlivesAllItsStrings) {
   const char* bytes = nullptr;
   {

@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <random>
+#include <set>
 #include <string>
 #include <thread>
 #include <unordered_map>
@@ -402,6 +403,79 @@ TEST(ZelFlyweight, YieldsOnePointerToAllThreads) {
     for (std::size_t t = 1; t < kThreads; ++t) EXPECT_EQ(seen[0], seen[t]);
     for (int i = 0; i < kStrings; ++i) {
       ASSERT_EQ("t" + std::to_string(i), Text(*seen[0][static_cast<std::size_t>(i)]));
+    }
+  }
+}
+
+// Permanent strings are stored side by side; buffers begin when they would otherwise.
+TEST(ZelFlyweight, BeginsBuffersOfPermanentStringsAtTheSameStrings) {
+  for (const int fly_size : {1, 2, 3, 10, 1000}) {
+    SCOPED_TRACE(fly_size);
+    Container container(true, static_cast<std::size_t>(fly_size), Container::Texts::kPermanent);
+    LogCapture log;
+    for (int i = 0; i < 3 * fly_size + 1; ++i) {
+      SCOPED_TRACE(i);
+      const RWCString text = Bytes("permanent " + std::to_string(i));
+      const RWCString* const stored = container.GetValue(text, true);
+      if (i > 0 && i % fly_size == 0) {
+        EXPECT_LOG(log, NextBuffer(fly_size + i));
+      }
+      ASSERT_EQ(stored, container.GetValue(text, true));
+      EXPECT_NO_LOG(log);
+    }
+  }
+}
+
+TEST(ZelFlyweight, WorksWithPermanentStringsAndAFlySizeOfZero) {
+  Container container(true, 0, Container::Texts::kPermanent);
+  LogCapture log;
+  const RWCString* const a = container.GetValue("a", true);
+  EXPECT_LOG(log, NextBuffer(0));
+  EXPECT_EQ(a, container.GetValue("a", false));
+  EXPECT_LOG(log, NextBuffer(0));
+  EXPECT_NE(a, container.GetValue("b", true));
+  EXPECT_LOG(log, NextBuffer(0));
+  EXPECT_EQ(a, container.GetValue("a", true));
+  EXPECT_NO_LOG(log);
+}
+
+// More threads than lanes.  They all store the same strings, or each its own; no buffer may
+// begin before the last one is full, whoever has its slots.
+TEST(ZelFlyweight, CountsTheStringsOfAllThreads) {
+  constexpr int kThreads = 20;
+  constexpr int kStrings = 300;
+  for (const bool same : {true, false}) {
+    for (const int fly_size : {1, 7, 64, 997}) {
+      SCOPED_TRACE(testing::Message() << same << " " << fly_size);
+      Container container(true, static_cast<std::size_t>(fly_size), Container::Texts::kPermanent);
+      std::vector<std::vector<const RWCString*>> stored(kThreads);
+      LogCapture log;
+      std::vector<std::thread> threads;
+      for (std::size_t t = 0; t < kThreads; ++t) {
+        threads.emplace_back([&container, &mine = stored[t], same, t] {
+          for (int i = 0; i < kStrings; ++i) {
+            const std::string text = (same ? "" : std::to_string(t)) + "." + std::to_string(i);
+            mine.push_back(container.GetValue(Bytes(text), true));
+          }
+        });
+      }
+      for (std::thread& thread : threads) thread.join();
+      const std::vector<LogLine> lines = log.Take();
+
+      std::set<const RWCString*> distinct;
+      for (const auto& mine : stored) distinct.insert(mine.begin(), mine.end());
+      const int strings = same ? kStrings : kThreads * kStrings;
+      ASSERT_EQ(static_cast<std::size_t>(strings), distinct.size());
+      std::vector<LogLine> expected;
+      for (int full = fly_size; full < strings; full += fly_size) {
+        expected.push_back(NextBuffer(full + fly_size));
+      }
+      // A thread that comes with a string which another has just stored may find the last
+      // buffer full.
+      if (same && strings % fly_size == 0 && lines.size() == expected.size() + 1) {
+        expected.push_back(NextBuffer(strings + fly_size));
+      }
+      EXPECT_EQ(expected, lines);
     }
   }
 }

@@ -285,7 +285,7 @@ Tree_NodePtrVec::Found Tree_NodePtrVec::FindByShortcut(const RWCString* name) co
 }
 
 // A vector is looked through; it takes three cache lines.
-void Tree_NodePtrVec::PrefetchTarget(Shortcut shortcut) {
+inline void Tree_NodePtrVec::PrefetchTarget(Shortcut shortcut) {
   const char* const target = static_cast<const char*>(AddressIn(shortcut));
   Tree_Prefetch(target);
   if ((shortcut & kIsVector) == 0) return;

@@ -28,7 +28,7 @@ class Mutex {
 #else
   // Waits until the mutex is free and takes it.
   void acquire() {
-    m_mutex.lock();
+    if (!m_mutex.try_lock()) AcquireBusy();
   }
   // Gives the mutex up; only for the thread that took it.
   void release() {
@@ -54,6 +54,8 @@ class Mutex {
 #if defined(_WIN32)
   void* m_slim_lock = nullptr;  // an SRWLOCK
 #else
+  TREE_PLATFORM_API void AcquireBusy();
+
   std::mutex m_mutex;
 #endif
 };

@@ -150,6 +150,11 @@ class TREE_PLATFORM_API RWCString {
   // whoever comes from elsewhere waits for memory once.
   static const RWCString* PermanentObject(const RWCString& text);
 
+  // For an object of PermanentObject that turns out not to be needed, of which there is no
+  // copy.  Its memory serves for the next when this thread has made no other permanent
+  // string since; otherwise it is lost.
+  static void DropPermanentObject(const RWCString* object) noexcept;
+
  private:
   // The header of a shared representation; the bytes and a zero byte follow.  What is
   // counted stands in a CountedRep.
