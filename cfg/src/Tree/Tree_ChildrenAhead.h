@@ -8,17 +8,41 @@
 #include "Tree/Tree_Node.h"
 #include "Tree/Tree_Prefetch.h"
 
-// For walks through whole trees: asks for the memory of children before they are visited.
+// The children of a node, one after the other, for walks through whole trees.  The node's
+// children must not change meanwhile.
 //
+// It asks for the memory of children before they are visited.
 // From a child's handle to the text of its value it is a chain of four addresses, each of which
 // must have been read before the next one is known.  Trees that were built in another order
 // than they are walked in have each of them somewhere else; the walk then waits for one after
 // the other, unless the chains of several children are followed side by side.
 class Tree_Node::ChildrenAhead {
  public:
+  // No children.
+  ChildrenAhead() = default;
+  explicit ChildrenAhead(const Tree_Node* node) {
+    if (node->m_children == nullptr) return;
+    const Tree_ElementArray& handles = node->m_children->m_elements;
+    m_next = m_asked = handles.begin();
+    m_end = handles.end();
+  }
+
+  bool IsDone() const { return m_next == m_end; }
+
+  // The next child's handle, and the child, null for a null handle.  To be called unless it
+  // IsDone().
+  Tree_NodePtr& NextHandle() {
+    if (m_next == m_asked) m_asked = Ask(m_next, m_end);
+    return **m_next++;
+  }
+  Tree_Node* Next() { return NextHandle().get(); }
+
+ private:
   using Iterator = Tree_ElementArray::const_iterator;
 
-  // To be called for the first child, and again for the child at which the result points.
+  static constexpr std::ptrdiff_t kAtATime = 16;
+
+  // The result is where to ask again.
   static Iterator Ask(Iterator begin, Iterator end) {
     end = begin + std::min<std::ptrdiff_t>(end - begin, kAtATime);
     if (StandInOrder(begin, end)) return end;
@@ -37,17 +61,14 @@ class Tree_Node::ChildrenAhead {
     return end;
   }
 
- private:
-  static constexpr std::ptrdiff_t kAtATime = 16;
-
-  // Children that were made one after the other stand side by side, and the processor itself
-  // asks for what comes next.
+  // Children that were made one after the other, each with what is below it, do not stand far
+  // from each other, and the processor itself asks for what comes next.
   static bool StandInOrder(Iterator begin, Iterator end) {
     if (end - begin < 2) return true;
     const auto address = [begin](int i) {
       return reinterpret_cast<std::uintptr_t>(begin[i]->get());
     };
-    constexpr std::uintptr_t kNear = 2048;
+    constexpr std::uintptr_t kNear = 64 * 1024;
     return address(1) - address(0) + kNear < 2 * kNear;
   }
 
@@ -60,6 +81,10 @@ class Tree_Node::ChildrenAhead {
     const std::size_t count = std::min(handles.size(), std::size_t{kAtATime});
     for (std::size_t i = 0; i < count; ++i) Tree_Prefetch(handles[i]);
   }
+
+  Iterator m_next = nullptr;
+  Iterator m_end = nullptr;
+  Iterator m_asked = nullptr;  // the first child that nothing was asked for
 };
 
 #endif  // TREE_TREE_CHILDRENAHEAD_H

@@ -25,18 +25,21 @@ class Tree_Node::Maker {
   }
 
   Tree_NodePtr MakeLeaf(const RWCString* name, const RWCString* value, int is_change) {
+    return MakeLeaf(name, Tree_Value(value, is_change));
+  }
+
+  Tree_NodePtr MakeLeaf(const RWCString* name, const Tree_Value& value) {
     if (!m_nodes.IsReady() || !m_values.IsReady() || !m_records.IsReady()) {
-      return MakeLeafFromPools(name, value, is_change);
+      return MakeLeafFromPools(name, value);
     }
-    auto* const carried = ::new (m_values.Take()) Tree_Value(value, is_change);
+    auto* const carried = ::new (m_values.Take()) Tree_Value(value);
     return Handle(::new (m_nodes.Take()) Tree_Node(name, carried));
   }
 
   // A copy of a node without its children.
   Tree_NodePtr CopyAlone(const Tree_Node& source) {
     const Tree_Value* const value = source.m_allows_children ? nullptr : source.m_value;
-    return value == nullptr ? MakeInner(source.m_key_name)
-                            : MakeLeaf(source.m_key_name, value->m_value, value->m_is_change);
+    return value == nullptr ? MakeInner(source.m_key_name) : MakeLeaf(source.m_key_name, *value);
   }
 
   // Add() of a node that stands in no tree yet.  A refused one stays in `child`.
@@ -54,6 +57,26 @@ class Tree_Node::Maker {
     parent.m_children->Append(std::move(child), m_handles);
   }
 
+  // Add() of a copy of a leaf, each part made where it stays.  False, and nothing happens, when
+  // that is not all there is to do or a pool has nothing at hand; Add() does it then.
+  bool AddLeafCopy(Tree_Node& parent, const Tree_Node& source) {
+    const Tree_Value* const value = source.m_value;
+    if (m_is_traced || source.m_allows_children || value == nullptr) return false;
+    if (!parent.m_allows_children || parent.m_children == nullptr) return false;
+    Tree_ElementArray& children = parent.m_children->m_elements;
+    if (!children.HasRoom() || !children.HasWords()) return false;
+    if (!m_nodes.IsReady() || !m_values.IsReady() || !m_records.IsReady()) return false;
+    if (!m_handles.IsReady()) return false;
+    auto* const copy = ::new (m_nodes.Take())
+        Tree_Node(source.m_key_name, ::new (m_values.Take()) Tree_Value(*value));
+    copy->m_parent = &parent;
+    copy->m_is_listed = true;
+    auto* const record = ::new (m_records.Take()) autoptrthreadsafe_internal_data;
+    children.AppendInRoom(::new (m_handles.Take()) Tree_NodePtr(copy, record),
+                          Tree_NodePtrVec::ShortcutTo(copy));
+    return true;
+  }
+
   // Whether operations on nodes have something to trace.
   bool IsTraced() const { return m_is_traced; }
 
@@ -62,9 +85,8 @@ class Tree_Node::Maker {
     return Tree_NodePtr(node, ::new (m_records.Take()) autoptrthreadsafe_internal_data);
   }
 
-  static Tree_NodePtr MakeLeafFromPools(const RWCString* name, const RWCString* value,
-                                        int is_change) {
-    std::unique_ptr<Tree_Value> carried(new Tree_Value(value, is_change));
+  static Tree_NodePtr MakeLeafFromPools(const RWCString* name, const Tree_Value& value) {
+    std::unique_ptr<Tree_Value> carried(new Tree_Value(value));
     Tree_Node* const leaf = new Tree_Node(name, carried.get());
     // The node owns the value from here on, and the handle the node.
     static_cast<void>(carried.release());

@@ -149,11 +149,8 @@ class Tree_Node::ChecksumWalk {
     m_way.push_back({node, m_pending.size(), m_pending.size(), Zel_CRC()});
     if (node->m_children == nullptr) return;
     bool all_ours = true;
-    const Tree_ElementArray& children = node->m_children->m_elements;
-    ChildrenAhead::Iterator asked = children.begin();
-    for (ChildrenAhead::Iterator at = children.begin(); at != children.end(); ++at) {
-      if (at == asked) asked = ChildrenAhead::Ask(at, children.end());
-      const Tree_Node* const child = (*at)->get();
+    for (ChildrenAhead children(node); !children.IsDone();) {
+      const Tree_Node* const child = children.Next();
       if (child == nullptr) continue;
       const Name& name = Look(child->m_key_name);
       m_pending.push_back({name.sort_key, child, name.childless});

@@ -144,10 +144,7 @@ class Tree_Node::MergedChildren {
 
   // Adds a copy of a node with everything below it; a leaf refuses it.
   void AddCopy(Tree_Node* source) {
-    // Most are leaves, which need no walk.
-    Tree_NodePtr copy =
-        source->m_children == nullptr ? m_maker.CopyAlone(*source) : source->Duplicate(m_maker);
-    if (m_maker.Add(*m_node, std::move(copy)) && m_is_wide) {
+    if (CopyTo(m_node, source) && m_is_wide) {
       List(static_cast<Place>(m_ranks.size()), source->m_key_name);
     }
   }
@@ -194,6 +191,12 @@ class Tree_Node::MergedChildren {
   static constexpr Place kNone = std::numeric_limits<Place>::max();
 
   Tree_ElementArray& Elements() const { return m_node->m_children->m_elements; }
+
+  bool CopyTo(Tree_Node* node, const Tree_Node* source) {
+    // Most are leaves, which need no walk.
+    if (source->m_children != nullptr) return m_maker.Add(*node, source->Duplicate(m_maker));
+    return m_maker.AddLeafCopy(*node, *source) || m_maker.Add(*node, m_maker.CopyAlone(*source));
+  }
 
   // Lists the child at the next place behind all others.
   void List(Place place, const RWCString* name) {

@@ -8,6 +8,7 @@
 // where the last two are there only when V is not 0.  A header of the virtual parent
 // path's length and bytes may stand in front; nothing in the buffer says so.
 
+#include <bit>
 #include <climits>
 #include <cstddef>
 #include <cstdint>
@@ -16,6 +17,7 @@
 #include <new>
 #include <vector>
 
+#include "Tree/Tree_ChildrenAhead.h"
 #include "Tree/Tree_Interning.h"
 #include "Tree/Tree_Log.h"
 #include "Tree/Tree_Node.h"
@@ -61,21 +63,27 @@ std::unique_ptr<char[]> NewBuffer(long long size) {
 
 // The Put functions write at a place in a buffer and return the place behind.
 
-char* PutInt(char* at, int value) {
-  const auto bits = static_cast<std::uint32_t>(value);
-  at[0] = static_cast<char>(bits >> 24);
-  at[1] = static_cast<char>(bits >> 16);
-  at[2] = static_cast<char>(bits >> 8);
-  at[3] = static_cast<char>(bits);
+// The bytes of a number in reverse order, for which compilers know the one instruction that it
+// is; stores of single bytes are not always seen for what they are.
+inline std::uint32_t Reversed(std::uint32_t bits) {
+  return (bits >> 24) | ((bits >> 8) & 0xFF00u) | ((bits << 8) & 0xFF0000u) | (bits << 24);
+}
+
+inline char* PutInt(char* at, int value) {
+  auto bits = static_cast<std::uint32_t>(value);
+  if constexpr (std::endian::native == std::endian::little) bits = Reversed(bits);
+  std::memcpy(at, &bits, kIntSize);
   return at + kIntSize;
 }
 
+// Copies a text that ends with a zero byte.
+//
 // Texts are short and of all lengths, so that a branch that depends on the length is often
 // predicted wrongly, which takes longer than the copying.  Up to 31 bytes are therefore copied
 // as pieces of 16, 8, 4, 2 and 1 bytes; in the place of one that is not there stands something
 // else until the next piece, or what is put behind the text, covers it.  The buffer ends at
 // `end`.
-char* PutBytes(char* at, const char* end, const char* bytes, std::size_t length) {
+inline char* PutBytes(char* at, const char* end, const char* bytes, std::size_t length) {
   static constexpr char kSomething[32] = {};
   if (length >= 32 || end - at < 48) {
     std::memcpy(at, bytes, length);
@@ -86,12 +94,13 @@ char* PutBytes(char* at, const char* end, const char* bytes, std::size_t length)
   std::memcpy(at + (length & 16), from[(length >> 3) & 1] + (length & 16), 8);
   std::memcpy(at + (length & 24), from[(length >> 2) & 1] + (length & 24), 4);
   std::memcpy(at + (length & 28), from[(length >> 1) & 1] + (length & 28), 2);
-  std::memcpy(at + (length & 30), from[length & 1] + (length & 30), 1);
+  // The last byte, or the zero byte.
+  at[length & 30] = bytes[length & 30];
   return at + length;
 }
 
 // A text up to its first zero byte, behind the number of its bytes.
-char* PutText(char* at, const char* end, const char* text) {
+inline char* PutText(char* at, const char* end, const char* text) {
   const std::size_t length = std::strlen(text);
   return PutBytes(PutInt(at, static_cast<int>(length)), end, text, length);
 }
@@ -158,37 +167,37 @@ template <class Emit>
 void Tree_Node::VisitFlattened(Tree_NodePtr& top, int& last_id, int parent_id,
                                const RWCString& skip_name, Emit emit) {
   struct Level {
-    Tree_NodePtr* const* next;  // the next child's handle
-    Tree_NodePtr* const* end;
-    int id;
+    ChildrenAhead children;  // those to come
+    int id;                  // of their parent
   };
   // Names are interned: equal ones are one string, and no node bears one that is not
   // stored.
   const RWCString* const top_skip = tree_interning::Find(skip_name);
   const RWCString* const deep_skip = tree_interning::Find(tree_statics::empty_string);
-  std::vector<Level> way;
-  const auto enter = [&way](const Tree_Node* node, int id) {
-    if (node->m_children == nullptr) return;
-    const Tree_ElementArray& children = node->m_children->m_elements;
-    way.push_back({children.begin(), children.end(), id});
-  };
-  emit(top, false, parent_id, ++last_id);
-  enter(top.get(), last_id);
-  while (!way.empty()) {
-    Level& level = way.back();
-    if (level.next == level.end) {
-      way.pop_back();
-      continue;
+  std::vector<Level> way;  // the levels above `level`
+  Level level{ChildrenAhead(), parent_id};
+  const RWCString* skip = nullptr;
+  Tree_NodePtr* node = &top;
+  bool is_leaf = false;
+  for (;;) {
+    emit(*node, is_leaf, level.id, ++last_id);
+    if (!is_leaf && (*node)->m_children != nullptr) {
+      way.push_back(level);
+      level = {ChildrenAhead(node->get()), last_id};
+      // Intended: the given name is skipped among the top's children only, the empty name
+      // below them.
+      skip = way.size() == 1 ? top_skip : deep_skip;
     }
-    Tree_NodePtr& child = **level.next++;
-    if (child.isNull()) continue;
-    const bool is_leaf = !child->m_allows_children;
-    // Intended: the given name is skipped among the top's children only, the empty name
-    // below them.
-    const RWCString* const skip = way.size() == 1 ? top_skip : deep_skip;
-    if (!is_leaf && skip != nullptr && child->m_key_name == skip) continue;
-    emit(child, is_leaf, level.id, ++last_id);
-    if (!is_leaf) enter(child.get(), last_id);
+    do {
+      while (level.children.IsDone()) {
+        if (way.empty()) return;
+        level = way.back();
+        way.pop_back();
+        skip = way.size() == 1 ? top_skip : deep_skip;
+      }
+      node = &level.children.NextHandle();
+      is_leaf = !node->isNull() && !(*node)->m_allows_children;
+    } while (node->isNull() || (!is_leaf && skip != nullptr && (*node)->m_key_name == skip));
   }
 }
 
@@ -331,8 +340,7 @@ char* Tree_Node::SerializeDirectly(Tree_NodePtr& tree, int& size_of_ret,
   const auto value_of = [](Tree_NodePtr& node, bool with_value) {
     return with_value && node->m_value != nullptr ? node->m_value->m_value : nullptr;
   };
-  const int header_size = with_virtual_parent_path ? kIntSize : 0;
-  long long size = header_size;
+  long long size = with_virtual_parent_path ? kIntSize : 0;
   int last_id = -1;
   VisitFlattened(tree, last_id, -1, skip_name,
                  [&](Tree_NodePtr& node, bool with_value, int /*parent_id*/, int /*id*/) {
@@ -345,12 +353,12 @@ char* Tree_Node::SerializeDirectly(Tree_NodePtr& tree, int& size_of_ret,
   if (with_virtual_parent_path) at = PutInt(at, 0);
   last_id = -1;
   VisitFlattened(tree, last_id, -1, skip_name,
-                 [&at, end, value_of](Tree_NodePtr& node, bool with_value, int parent_id, int id) {
+                 [&](Tree_NodePtr& node, bool with_value, int parent_id, int id) {
                    const RWCString* const value = value_of(node, with_value);
                    char* to = PutInt(PutInt(at, id), parent_id);
                    to = PutText(to, end, node->m_key_name->data());
                    char* const value_at = to + kIntSize;
-                   to = PutText(to, end, value == nullptr ? "" : value->data());
+                   to = value == nullptr ? PutInt(to, 0) : PutText(to, end, value->data());
                    at = to == value_at ? to : PutInt(to, node->m_value->m_is_change);
                  });
   std::memset(at, 0, static_cast<std::size_t>(end - at));

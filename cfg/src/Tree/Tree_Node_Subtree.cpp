@@ -9,6 +9,7 @@
 #include <utility>
 #include <vector>
 
+#include "Tree/Tree_ChildrenAhead.h"
 #include "Tree/Tree_Node.h"
 #include "Tree/Tree_NodeMaker.h"
 #include "Tree/Tree_Prefetch.h"
@@ -107,8 +108,8 @@ Tree_NodePtr Tree_Node::Duplicate(Maker& maker) const {
   struct Level {
     const Tree_Node* source;
     Tree_NodePtr copy;
-    std::size_t next = 0;  // position of the next child
-    int copied = 0;        // children that are not null handles
+    ChildrenAhead children;  // those to come
+    int copied = 0;          // children that are not null handles
   };
   const auto insert = [&maker](Level& level, Tree_NodePtr&& copy) {
     Tree_Node& parent = *level.copy;
@@ -120,25 +121,25 @@ Tree_NodePtr Tree_Node::Duplicate(Maker& maker) const {
     }
   };
   std::vector<Level> way;
-  way.push_back({this, maker.CopyAlone(*this)});
+  const auto enter = [&way, &maker](const Tree_Node* source) {
+    way.push_back({source, maker.CopyAlone(*source), ChildrenAhead(source)});
+  };
+  enter(this);
   for (;;) {
     Level& level = way.back();
-    if (level.source->m_children != nullptr) {
-      const Tree_ElementArray& children = level.source->m_children->m_elements;
-      const Tree_Node* inner = nullptr;
-      while (level.next < children.size() && inner == nullptr) {
-        const Tree_Node* const child = children[level.next++]->get();
-        if (child == nullptr) continue;
-        if (child->m_children == nullptr) {
-          insert(level, maker.CopyAlone(*child));
-        } else {
-          inner = child;
-        }
+    const Tree_Node* inner = nullptr;
+    while (!level.children.IsDone() && inner == nullptr) {
+      const Tree_Node* const child = level.children.Next();
+      if (child == nullptr) continue;
+      if (child->m_children != nullptr) {
+        inner = child;
+      } else if (!maker.AddLeafCopy(*level.copy, *child)) {
+        insert(level, maker.CopyAlone(*child));
       }
-      if (inner != nullptr) {
-        way.push_back({inner, maker.CopyAlone(*inner)});
-        continue;
-      }
+    }
+    if (inner != nullptr) {
+      enter(inner);
+      continue;
     }
     // A copy is complete before it is given to its parent's copy.
     Tree_NodePtr copy = std::move(level.copy);
