@@ -93,6 +93,25 @@ TEST(RoundTrip, RegistryExportsAsTheEditorWritesThem) {
              "REGEDIT4\n\n[A\\s\xC3\xBC\x64 \xF0\x9F\x98\x80]\n\"\xC3\xBC\"=\"x\"\n\n");
 }
 
+TEST(RoundTrip, RegistryExportsOfCommentsAlone) {
+  const std::string header = "Windows Registry Editor Version 5.00\r\n\r\n";
+  for (const char* const end : {"", "\r\n", "\r\n\r\n", "\r\n\r\n; two\r\n"}) {
+    ExpectSame(Format::kReg, header + "; one \xF0\x9F\x98\x80" + end);
+  }
+}
+
+TEST(RoundTrip, KeysThatComeBehindACommentWithoutALineEnd) {
+  LoadedFile file;
+  file.format = Format::kReg;
+  file.top = ReadExactly(Format::kReg, "Windows Registry Editor Version 5.00\r\n\r\n; the end",
+                         &file.style);
+  const char* const whole = "Windows Registry Editor Version 5.00\r\n\r\n[K]\r\n\"a\"=\"b\"\r\n";
+  file.top->Add(ReadExactly(Format::kReg, whole, nullptr)->GetChildAt(0));
+  Losses losses;
+  EXPECT_EQ(WriteFormat(file.top, Format::kReg, WriteOptionsLike(file, Format::kReg), losses),
+            "Windows Registry Editor Version 5.00\r\n\r\n; the end\r\n[K]\r\n\"a\"=\"b\"");
+}
+
 TEST(RoundTrip, TheRegistryExportsOfTheExamples) {
   for (const char* const name : {"ferry.reg", "ferry-site.reg"}) {
     SCOPED_TRACE(name);

@@ -68,7 +68,7 @@ class Tree_Node::ChildrenAhead {
     const auto address = [begin](int i) {
       return reinterpret_cast<std::uintptr_t>(begin[i]->get());
     };
-    constexpr std::uintptr_t kNear = 64 * 1024;
+    constexpr std::uintptr_t kNear = std::uintptr_t{64} * 1024;
     return address(1) - address(0) + kNear < 2 * kNear;
   }
 

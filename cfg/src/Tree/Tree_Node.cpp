@@ -159,7 +159,9 @@ Tree_Node* Tree_Node::GetParent() {
 }
 
 void Tree_Node::SetParent(Tree_Node* parent) {
-  if (Tree_NodePtrVec* const siblings = ListedIn()) siblings->ChildGoesItsOwnWays(this);
+  // From now on nobody tells the siblings when this node gets another name.  Its handle may
+  // even hold another node by now.
+  if (Tree_NodePtrVec* const siblings = ListedIn()) siblings->DropShortcuts();
   m_parent = parent;
   m_is_listed = false;
   m_parent_was_set = true;

@@ -395,12 +395,6 @@ void Tree_NodePtrVec::RefreshShortcut(const void* target, const Tree_Node* child
   }
 }
 
-void Tree_NodePtrVec::ChildGoesItsOwnWays(const Tree_Node* child) noexcept {
-  if (!m_elements.HasWords()) return;
-  const auto holds_child = [child](const Tree_NodePtr* handle) { return handle->get() == child; };
-  if (std::any_of(m_elements.begin(), m_elements.end(), holds_child)) m_elements.DropWords();
-}
-
 const Tree_NameIndex* Tree_NodePtrVec::CurrentIndex() const {
   Tree_NameIndex* index = Index();
   if (index == nullptr) {

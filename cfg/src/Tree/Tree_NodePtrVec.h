@@ -171,9 +171,6 @@ class TREE_API Tree_NodePtrVec {
   void ChildGotChildren(const Tree_Node* child) noexcept;
   void ChildLostChildren(const Tree_Node* child, const void* children) noexcept;
 
-  // From now on nobody tells when the child gets another name.
-  void ChildGoesItsOwnWays(const Tree_Node* child) noexcept;
-
   // Without shortcuts a look-up in a narrow vector goes to all children.
   void DropShortcuts() noexcept { m_elements.DropWords(); }
 

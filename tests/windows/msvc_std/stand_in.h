@@ -12,6 +12,8 @@ void* operator new(size_t size, void* place) noexcept;
 
 extern "C" {
 int snprintf(char* to, size_t size, const char* format, ...);
+void* calloc(size_t count, size_t size);
+void free(void* memory);
 int fprintf(void* file, const char* format, ...);
 size_t strlen(const char* text);
 void* memcpy(void* to, const void* from, size_t size);
@@ -22,6 +24,8 @@ const void* memchr(const void* at, int value, size_t size);
 
 namespace std {
 
+using ::calloc;
+using ::free;
 using ::int16_t;
 using ::int32_t;
 using ::int64_t;
@@ -120,6 +124,8 @@ class atomic {
   T fetch_sub(T value, memory_order order = memory_order_seq_cst) noexcept;
   bool compare_exchange_weak(T& expected, T value, memory_order order) noexcept;
   bool compare_exchange_strong(T& expected, T value, memory_order order) noexcept;
+  bool compare_exchange_strong(T& expected, T value, memory_order success,
+                               memory_order failure) noexcept;
 
  private:
   T m_value{};

@@ -82,6 +82,7 @@ class RegFile {
     m_text += m_end;
     m_text += m_end;
     m_text += m_style.reg_comments;
+    const std::size_t opening = m_text.size();
     WriteTop(top);
     while (!m_open.empty()) {
       Level& level = m_open.back();
@@ -93,8 +94,7 @@ class RegFile {
       VisitKey(*level.node->GetChildAt(level.next++));
       RequireWritableSize(m_text.size());
     }
-    if (!m_style.reg_blank_end) RemoveLineEnd();
-    if (!m_style.reg_blank_end && !m_style.final_newline) RemoveLineEnd();
+    FinishText(opening);
     return Encoded(std::move(m_text), m_style);
   }
 
@@ -283,6 +283,18 @@ class RegFile {
     }
     m_losses.Count("name comes again in its key, where the registry keeps one only",
                    "names come again in their keys, where the registry keeps one only", repeated);
+  }
+
+  // `opening` is the length of what stands in front of the first key.
+  void FinishText(std::size_t opening) {
+    if (!m_style.reg_comments.empty()) {
+      // A file of comments alone ends as they do.
+      if (m_text.size() == opening) return;
+      // What were its last comments may have had no line end.
+      if (m_style.reg_comments.back() != '\n') m_text.insert(opening, m_end);
+    }
+    if (!m_style.reg_blank_end) RemoveLineEnd();
+    if (!m_style.reg_blank_end && !m_style.final_newline) RemoveLineEnd();
   }
 
   void RemoveLineEnd() { m_text.resize(m_text.size() - m_end.size()); }
