@@ -62,10 +62,8 @@ constexpr std::size_t kLargePiece = kChunkBytes / 8;
 // Threads that fill memory at the same time fill different chunks: none waits for the
 // other, and what one has written does not lie in the other's cache.
 struct alignas(64) Arena {
-  // `bytes`, the link included.
-  char* NewChunk(std::size_t bytes) {
-    // Not the plain operator new: whoever counts its calls looks for what has to be given back.
-    void* const memory = bytes == kChunkBytes ? zel_regions::Take(bytes) : std::malloc(bytes);
+  // What is behind the link in `memory`, null for none, which becomes a chunk.
+  char* AddChunk(void* memory) {
     Chunk* const chunk = static_cast<Chunk*>(memory);
     if (chunk == nullptr) throw std::bad_alloc();
     chunk->next = chunks;
@@ -91,11 +89,12 @@ Arena& OwnArena() noexcept {
 void* TakePermanent(std::size_t bytes, std::size_t alignment) {
   Arena& arena = OwnArena();
   ThreadAPI_LockGuard guard(arena.mutex);
-  if (bytes > kLargePiece) return arena.NewChunk(sizeof(Chunk) + bytes);
+  // Not the plain operator new: whoever counts its calls looks for what has to be given back.
+  if (bytes > kLargePiece) return arena.AddChunk(std::malloc(sizeof(Chunk) + bytes));
   const std::size_t skipped = -reinterpret_cast<std::uintptr_t>(arena.next) & (alignment - 1);
   if (bytes + skipped > arena.left) {
     arena.left = 0;
-    arena.next = arena.NewChunk(kChunkBytes);
+    arena.next = arena.AddChunk(zel_regions::Take(kChunkBytes));
     arena.left = kChunkBytes - sizeof(Chunk);
   } else {
     arena.next += skipped;

@@ -630,13 +630,16 @@ TEST(RWCString, DroppedPermanentObjectsMakeRoomForTheNext) {
   RWCString::DropPermanentObject(RWCString::PermanentObject(permanent));
   RWCString::PermanentObject(Make("in its place"));
   EXPECT_STREQ("permanent already", permanent.data());
-  // Large ones have memory of their own; LeakSanitizer and AddressSanitizer look after it.
-  const RWCString large = Make(std::string(200000, 'z'));
-  const RWCString* const first = RWCString::PermanentObject(large);
-  RWCString::DropPermanentObject(RWCString::PermanentObject(large));
-  EXPECT_EQ(large, *first);
-  RWCString::DropPermanentObject(first);
-  EXPECT_EQ(large, *RWCString::PermanentObject(large));
+  // Large ones have memory of their own, whatever their size; LeakSanitizer and
+  // AddressSanitizer look after it.
+  for (const std::size_t length : {65506u, 65507u, 65508u, 200000u}) {
+    const RWCString large = Make(std::string(length, 'z'));
+    const RWCString* const first = RWCString::PermanentObject(large);
+    RWCString::DropPermanentObject(RWCString::PermanentObject(large));
+    EXPECT_EQ(large, *first);
+    RWCString::DropPermanentObject(first);
+    EXPECT_EQ(large, *RWCString::PermanentObject(large));
+  }
 }
 
 TEST(RWCString, PermanentTextOutlivesAllItsStrings) {

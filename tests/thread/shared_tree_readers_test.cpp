@@ -360,4 +360,30 @@ TEST_F(ReadersAfterRenames, AreNotDisturbedByRenamesInOtherTrees) {
   EXPECT_EQ(std::vector<int>(kWorkers, 0), wrong);
 }
 
+// A node that was given another parent by hand stands in two lists.  Each of them makes its
+// index while the other does, and both hear of the node's new name.
+TEST(ReadersOfTwoNodes, MakeIndexesThatListTheSameChild) {
+  Crew crew(2);
+  for (int round = 0; round < 300; ++round) {
+    Tree_NodePtr shared = Inner("shared");
+    std::vector<Tree_NodePtr> parents{Inner("one"), Inner("two")};
+    for (Tree_NodePtr& parent : parents) {
+      shared->SetParent(nullptr);
+      parent->Add(shared);
+      for (int k = 0; k < 30; ++k) {
+        Tree_NodePtr child = Inner(Number("n", k));
+        parent->Add(child);
+      }
+    }
+    crew.Run([&parents](int worker) {
+      Tree_NodePtr& parent = parents[static_cast<std::size_t>(worker)];
+      EXPECT_FALSE(parent->Get("n1", parent).isNull());
+    });
+    shared->SetKeyName("renamed");
+    for (Tree_NodePtr& parent : parents) {
+      ASSERT_EQ(shared, parent->Get("renamed", parent)) << "round " << round;
+    }
+  }
+}
+
 }  // namespace

@@ -85,8 +85,8 @@ void Tree_NameIndex::Removed(const Tree_ElementArray& elements, std::size_t posi
     Break();
     return;
   }
-  // No other index can list a node whose parent was never set by hand, nor can this one,
-  // which would do so under the same name.
+  // No other index can list a node whose parent was never set by hand, unless a caller has put
+  // it into a handle, nor can this one, which would do so under the same name.
   std::atomic<Group>& mark = (*removed)->m_index_group;
   if (alone && !(*removed)->m_parent_was_set && mark.load(std::memory_order_relaxed) == m_group) {
     mark.store(kNoGroup, std::memory_order_relaxed);
@@ -122,9 +122,11 @@ Tree_NameIndex::Group Tree_NameIndex::GroupOf(const Tree_ElementArray& elements)
 void Tree_NameIndex::Mark(const Tree_NodePtr* element) const {
   if (element->isNull()) return;
   std::atomic<Group>& mark = (*element)->m_index_group;
-  const Group present = mark.load(std::memory_order_relaxed);
-  if (present == m_group) return;
-  mark.store(present == kNoGroup ? m_group : kSeveralGroups, std::memory_order_relaxed);
+  Group present = mark.load(std::memory_order_relaxed);
+  while (present != m_group && present != kSeveralGroups &&
+         !mark.compare_exchange_weak(present, present == kNoGroup ? m_group : kSeveralGroups,
+                                     std::memory_order_relaxed)) {
+  }
 }
 
 std::size_t Tree_NameIndex::Home(const RWCString* name) const {

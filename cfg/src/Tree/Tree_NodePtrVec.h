@@ -35,8 +35,8 @@ class Zel_PoolSupply;
 //         Invariant, while there are shortcuts: the bits are those of the name of the node
 //         that was put into the handle by this vector.  The address is a hint; it is
 //         followed where the child confirms it.  A caller may put another node into
-//         a handle that the vector gave away; a look-up that finds no name then goes
-//         to all children.
+//         a handle that the vector gave away; a look-up that finds no name by the shortcuts
+//         of a narrow vector then goes to all children.
 //
 // Ownership: the vector owns its handles and drops them when it goes.
 //
