@@ -12,7 +12,9 @@
 //   find    The library's look-up by bytes, which navigation uses; it takes no string.
 //
 // Every thread, also a single one, is made for its round and makes its strings itself, before
-// the clock starts: whoever interns a string has just read it.
+// the clock starts: whoever interns a string has just read it.  Where the strings are few, a
+// round goes over them several times, each time with strings made anew, or fills several stores:
+// two threads need some milliseconds side by side to show what they do.
 //
 // The peer is what comes to mind first, a std::unordered_set behind a std::shared_mutex.
 
@@ -97,17 +99,26 @@ std::vector<std::string> PartOf(const std::vector<std::string>& texts, int i, in
   return {border(i), border(i + 1)};
 }
 
-// Each thread makes its part of the strings and interns them.
+// Each thread makes its part of the strings anew for every store, and interns one after the
+// other.
 template <class Store>
-double InternOnThreads(Store& store, std::size_t count, int threads) {
+double InternOnThreads(const std::vector<Store*>& stores, std::size_t count, int threads) {
   const std::vector<std::string>& all = Texts(count);
-  std::vector<std::vector<typename Store::Text>> parts(static_cast<std::size_t>(threads));
+  using Part = std::vector<typename Store::Text>;
+  std::vector<std::vector<Part>> parts(static_cast<std::size_t>(threads));
   return OnThreads(
       threads,
-      [&](int i) { parts[static_cast<std::size_t>(i)] = Store::TextsOf(PartOf(all, i, threads)); },
       [&](int i) {
-        for (const typename Store::Text& text : parts[static_cast<std::size_t>(i)]) {
-          benchmark::DoNotOptimize(store.Intern(text));
+        const std::vector<std::string> own = PartOf(all, i, threads);
+        for (std::size_t k = 0; k < stores.size(); ++k) {
+          parts[static_cast<std::size_t>(i)].push_back(Store::TextsOf(own));
+        }
+      },
+      [&](int i) {
+        for (std::size_t k = 0; k < stores.size(); ++k) {
+          for (const typename Store::Text& text : parts[static_cast<std::size_t>(i)][k]) {
+            benchmark::DoNotOptimize(stores[k]->Intern(text));
+          }
         }
       });
 }
@@ -145,15 +156,20 @@ Store& Filled(std::size_t count) {
 }
 
 template <class Store>
-double KnownRound(std::size_t count, int threads) {
-  return InternOnThreads(Filled<Store>(count), count, threads);
+double KnownRound(std::size_t count, std::size_t times, int threads) {
+  return InternOnThreads(std::vector<Store*>(times, &Filled<Store>(count)), count, threads);
 }
 
 template <class Store>
-double NewRound(std::size_t count, int threads) {
+double NewRound(std::size_t count, std::size_t times, int threads) {
   Filled<Store>(count);  // has checked the answers
-  Store store;
-  return InternOnThreads(store, count, threads);
+  std::vector<std::unique_ptr<Store>> owned;
+  std::vector<Store*> stores;
+  for (std::size_t i = 0; i < times; ++i) {
+    owned.push_back(std::make_unique<Store>());
+    stores.push_back(owned.back().get());
+  }
+  return InternOnThreads(stores, count, threads);
 }
 
 double FindRound(std::size_t count) {
@@ -167,26 +183,32 @@ double FindRound(std::size_t count) {
   });
 }
 
-void Add(const char* operation, const char* contestant, std::size_t count, int threads,
-         std::size_t target, std::function<double()> round) {
+// A round goes `times` times over `count` strings.
+void Add(const char* operation, const char* contestant, std::size_t count, std::size_t times,
+         int threads, std::size_t target, std::function<double()> round) {
   Register({.subject = "interning",
             .operation = operation,
             .variant = "strings:" + std::to_string(count),
             .threads = threads,
             .contestant = contestant,
-            .operations = count,
+            .operations = count * times,
             .nodes = 0,
-            .rounds = RoundsFor(count, target),
+            .rounds = RoundsFor(count * times, target),
             .round = std::move(round)});
 }
 
 template <class Store>
 void RegisterStore(std::size_t count, std::size_t target) {
+  const auto times = [count](std::size_t wanted) {
+    return std::max<std::size_t>(1, wanted / count);
+  };
+  const std::size_t known = times(target);
+  const std::size_t fresh = times(target / 5);
   for (const int threads : {1, 2}) {
-    Add("known", Store::kName, count, threads, target,
-        [count, threads] { return KnownRound<Store>(count, threads); });
-    Add("new", Store::kName, count, threads, target / 5,
-        [count, threads] { return NewRound<Store>(count, threads); });
+    Add("known", Store::kName, count, known, threads, target,
+        [=] { return KnownRound<Store>(count, known, threads); });
+    Add("new", Store::kName, count, fresh, threads, target / 5,
+        [=] { return NewRound<Store>(count, fresh, threads); });
   }
 }
 
@@ -199,7 +221,7 @@ void RegisterInterning(const Plan& plan) {
   for (const std::size_t count : counts) {
     RegisterStore<Flyweight>(count, target);
     RegisterStore<LockedSet>(count, target);
-    Add("find", kOurs, count, 1, target, [count] { return FindRound(count); });
+    Add("find", kOurs, count, 1, 1, target, [count] { return FindRound(count); });
   }
 }
 

@@ -171,8 +171,6 @@ def main():
     folder = sys.argv[1]
     os.makedirs(folder, exist_ok=True)
     _, figures = table.read(sys.argv[2:])
-    units = {"ns_per_op": "nanoseconds per operation", "bytes": "bytes per leaf",
-             "calls": "heap calls per leaf"}
     written = []
     for unit, subjects in figures.items():
         for subject, rows in subjects.items():
@@ -191,9 +189,9 @@ def main():
                 title = f"{subject}: {table.TITLES.get(operation, operation.replace('_', ' '))}"
                 sizes = {size for values in points.values() for size in values}
                 if len(sizes) > 1:
-                    drawing = lines_plot(title, units[unit], what, points)
+                    drawing = lines_plot(title, table.UNITS[unit], what, points)
                 else:
-                    drawing = bars_plot(title, f"{units[unit]}, {max(sizes):,} {what}",
+                    drawing = bars_plot(title, f"{table.UNITS[unit]}, {max(sizes):,} {what}",
                                         {name: max(v.values()) for name, v in points.items()})
                 name = f"{subject}-{operation.replace('_', '-')}.svg"
                 with open(os.path.join(folder, name), "w", encoding="utf-8", newline="\n") as file:

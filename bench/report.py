@@ -56,9 +56,9 @@ def machine(context):
 
 
 def plots(folder, figures):
-    """The plots of FOLDER in the order of the tables."""
-    for unit in figures.values():
-        for subject, rows in unit.items():
+    """The plots of FOLDER, each with its heading, in the order of the tables."""
+    for unit, subjects in figures.items():
+        for subject, rows in subjects.items():
             operations = []
             for operation, _, _ in table.in_order(rows):
                 if operation not in operations:
@@ -67,7 +67,7 @@ def plots(folder, figures):
                 name = f"{subject}-{operation.replace('_', '-')}.svg"
                 if os.path.exists(os.path.join(folder, name)):
                     title = table.TITLES.get(operation, operation.replace("_", " "))
-                    yield subject, f"![{subject}: {title}]({name})"
+                    yield f"{subject}: {table.UNITS[unit]}", f"![{subject}: {title}]({name})"
 
 
 def main():
@@ -99,10 +99,10 @@ def main():
               "which drops all nodes at once.\n")
         print("## Plots")
         last = None
-        for subject, picture in plots(folder, figures):
-            if subject != last:
-                print(f"\n### {subject}\n")
-                last = subject
+        for heading, picture in plots(folder, figures):
+            if heading != last:
+                print(f"\n### {heading}\n")
+                last = heading
             print(picture)
         print("\n## Tables\n")
         table.print_all(printer, figures)

@@ -54,6 +54,12 @@ TITLES = {
     "checksum": "checksum",
     "changes": "extract changes",
 }
+# What the figures of a unit are.
+UNITS = {
+    "ns_per_op": "ns per operation",
+    "bytes": "bytes per leaf",
+    "calls": "heap calls per leaf",
+}
 # Rows of the summary that stand for another data set than the largest typical tree.
 SUMMARY_ELSEWHERE = {"child": "wide"}
 # No tree at all: what look-ups could cost, and no peer to compare whole trees with.
@@ -84,7 +90,7 @@ def read(file_names):
     context = {}
     figures = {
         unit: defaultdict(lambda: defaultdict(lambda: defaultdict(Figures)))
-        for unit in ("ns_per_op", "bytes", "calls")
+        for unit in UNITS
     }
     for file_name in file_names:
         with open(file_name, encoding="utf-8") as file:
@@ -310,7 +316,7 @@ def print_all(printer, figures):
     """Every table but the summary."""
     for subject, rows in figures["ns_per_op"].items():
         ordered = in_order(rows)
-        printer.title(f"{subject}: ns per operation")
+        printer.title(f"{subject}: {UNITS['ns_per_op']}")
         printer.rows(*comparison(ordered), left=2)
         header, growth = growth_table(ordered)
         if growth:
@@ -320,9 +326,9 @@ def print_all(printer, figures):
         if gain:
             printer.title(f"{subject}: two threads against one")
             printer.rows(header, gain, left=2)
-    for unit, title in (("bytes", "bytes per leaf"), ("calls", "heap calls per leaf")):
+    for unit in ("bytes", "calls"):
         for subject, rows in figures[unit].items():
-            printer.title(f"{subject}: {title}")
+            printer.title(f"{subject}: {UNITS[unit]}")
             # Calls are counted, and many a peer needs none: there is no ratio to zero.
             printer.rows(*comparison(in_order(rows), with_ratio=unit == "bytes"), left=2)
 
