@@ -51,6 +51,12 @@ inline LogLine FlyweightLine(int level, const std::string& method, std::string t
           std::move(text)};
 }
 
+inline int LinesOfLevel(const std::vector<LogLine>& lines, int level) {
+  int count = 0;
+  for (const LogLine& line : lines) count += line.level == level ? 1 : 0;
+  return count;
+}
+
 class LogCapture {
  public:
   // Lines up to `level` are accepted while this object lives.

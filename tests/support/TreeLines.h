@@ -12,6 +12,8 @@
 
 namespace lines {
 
+using Lines = std::vector<LogLine>;
+
 // --- Construction -----------------------------------------------------------
 
 inline LogLine NameFixed(const std::string& from, const std::string& to) {
@@ -116,6 +118,13 @@ inline LogLine AncestorEnd(bool found) {
   return TreeLine(7, "Tree_Node::IsNodeAncestor",
                   std::string("END IsNodeAncestor(Tree_NodePtr & another_node), return ") +
                       (found ? "TRUE" : "FALSE") + "\n");
+}
+
+// --- Merge ------------------------------------------------------------------
+
+inline LogLine ChunkFound() {
+  return TreeLine(6, "Tree_Node::Merge",
+                  "Found chunk area that should be kept united Modifying it accordingly");
 }
 
 // --- Sequences --------------------------------------------------------------

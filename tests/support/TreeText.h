@@ -15,14 +15,7 @@
 #include <vector>
 
 #include "Tree/Tree_Node.h"
-
-inline std::string Text(const RWCString& s) {
-  return std::string(s.data(), s.length());
-}
-
-inline RWCString Bytes(const std::string& s) {
-  return RWCString(s.data(), s.length());
-}
+#include "support/StringText.h"
 
 inline Tree_NodePtr Inner(const std::string& name) {
   return Tree_NodePtr(new Tree_Node(Bytes(name)));
@@ -30,6 +23,13 @@ inline Tree_NodePtr Inner(const std::string& name) {
 
 inline Tree_NodePtr Leaf(const std::string& name, const std::string& value, int is_change = 0) {
   return Tree_NodePtr(new Tree_Node(Bytes(name), new Tree_Value(Bytes(value), is_change)));
+}
+
+// A leaf whose value is gone.
+inline Tree_NodePtr LeafWithoutValue(const std::string& name) {
+  Tree_NodePtr node = Leaf(name, "gone");
+  node->Destroy();
+  return node;
 }
 
 inline Tree_NodePtr Plant(const std::string& text) {
