@@ -5,23 +5,33 @@ include(GNUInstallDirs)
 
 set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/Tree)
 
+# The stand-ins, where no host product has brought its own libraries.
+set(platform_target)
+set(platform_headers)
+if(TARGET TreePlatform)
+  set(platform_target TreePlatform)
+  set(platform_headers platform/include/)
+endif()
+
 # EXPORT_NAME gives Tree::Platform; the alias Tree::Tree is the target's own name.
-install(TARGETS Tree TreePlatform EXPORT TreeTargets
+install(TARGETS Tree ${platform_target} EXPORT TreeTargets
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
   ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
   RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
 install(EXPORT TreeTargets NAMESPACE Tree:: DESTINATION ${package_dir})
 
 # Headers that only the library's own sources include stay at home.
-install(DIRECTORY cfg/src/Tree cfg/src/strarr inc/Zel platform/include/
+install(DIRECTORY cfg/src/Tree cfg/src/strarr inc/Zel ${platform_headers}
   DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/tree
   FILES_MATCHING PATTERN "*.h"
   PATTERN String_Arr_TooBig.h EXCLUDE
+  PATTERN Tree_AddressHash.h EXCLUDE
   PATTERN Tree_Bytes.h EXCLUDE
   PATTERN Tree_ChildrenAhead.h EXCLUDE
   PATTERN Tree_Interning.h EXCLUDE
   PATTERN Tree_Log.h EXCLUDE
   PATTERN Tree_NameIndex.h EXCLUDE
+  PATTERN Tree_NameTable.h EXCLUDE
   PATTERN Tree_NodeMaker.h EXCLUDE
   PATTERN Tree_PathSegments.h EXCLUDE
   PATTERN Tree_Prefetch.h EXCLUDE

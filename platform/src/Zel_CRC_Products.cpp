@@ -139,7 +139,7 @@ ZEL_CRC_TARGET std::uint32_t Feed(std::uint32_t crc, const char* bytes,
   return StepAfter(moved, last);
 }
 
-// As by tables.
+// The same result as tables::FeedNumber.
 ZEL_CRC_TARGET std::uint32_t FeedNumber(std::uint32_t crc, std::uint64_t bytes,
                                         std::size_t count) noexcept {
   const std::size_t bits = 8 * count;

@@ -62,7 +62,7 @@ inline const Block* Find(const void* address) noexcept {
   return leaf->blocks[page & (kLevelEntries - 1)].load(std::memory_order_acquire);
 }
 
-// The same for whoever owns the block and knows that it does.
+// The same for an address that is certainly in a block of the caller's.
 inline Block* FindOwn(const void* address) noexcept {
   const std::uint64_t page = reinterpret_cast<std::uintptr_t>(address) >> kPageShift;
   return g_root[page >> kLevelBits]

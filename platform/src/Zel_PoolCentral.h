@@ -65,9 +65,8 @@ struct Zel_PoolAllocator::Central {
   Central(Zel_PoolAllocator* owner, const char* pool_name)
       : pool(owner), name(pool_name == nullptr ? "" : pool_name) {}
 
-  // Free elements by the words of their blocks' bits.  To get there from a list, or from here
-  // to one, every element is looked at; that is long compared with what the pool does with
-  // them, and is done without the lock.
+  // Free elements by the words of their blocks' bits.  Converting from or to a list looks at
+  // every element.  That takes long, so it is done without the lock.
   class Places {
    public:
     Places() noexcept {}
@@ -125,7 +124,7 @@ struct Zel_PoolAllocator::Central {
    private:
     friend struct Central;
 
-    // Another thread may have written there last; its cache had better be asked now.
+    // Another thread may have written there last, whose cache has it then.
     static void Prefetch([[maybe_unused]] const std::uint64_t* word) noexcept {
 #if defined(__GNUC__)
       __builtin_prefetch(word, 1);
@@ -181,8 +180,7 @@ struct Zel_PoolAllocator::Central {
   }
 
   // Sets `fresh` to a range of free neighbours and returns how many they are, `most` at
-  // most; 0, and nothing happens, when the next free elements are no longer a range than it
-  // takes a list to be as good.
+  // most; 0, and nothing happens, when the next range is so short that a list is as good.
   std::size_t TakeRange(std::size_t most, char*& fresh) noexcept {
     if (first_with_free == nullptr) return 0;
     FreeBits& free = *first_with_free;
@@ -265,8 +263,6 @@ struct Zel_PoolAllocator::Central {
   const std::string name;
   std::atomic<int> block_elements{0};
   std::atomic<int> failures{0};  // ordered by FailNextAllocations
-  bool has_caches = false;
-
   std::size_t batch = 1;
 
   // Free elements are kept as one bit each in their block, so that they are handed out in the

@@ -55,9 +55,6 @@ inline void ReportIfFree(const void*) noexcept {}
 ZEL_UNCHECKED Link* NextOf(const Link* link) noexcept {
   return link->next;
 }
-ZEL_UNCHECKED void SetNext(Link* link, Link* next) noexcept {
-  link->next = next;
-}
 ZEL_UNCHECKED Link* MakeLink(void* element, Link* next) noexcept {
   return new (element) Link{next};
 }

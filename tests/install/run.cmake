@@ -1,4 +1,6 @@
-# Builds and runs the client in one of the two ways: -DWAY=package or -DWAY=subproject.
+# Builds and runs the client in one of two ways, -DWAY=package or -DWAY=subproject.  -DWAY=host
+# looks whether a project that brings the host product's libraries can take the library in; what
+# is built then is what a subproject builds.
 # -DSOURCE is the repository, -DBUILD the build tree to install from, -DWORK a scratch
 # folder, -DGENERATOR and -DCXX those of the build tree, and so is -DTOOLCHAIN, its toolchain
 # file when it builds for another system.
@@ -23,6 +25,12 @@ if(WAY STREQUAL "package")
 else()
   list(APPEND arguments -DTREE_SOURCE_DIR=${SOURCE})
 endif()
+if(WAY STREQUAL "host")
+  list(APPEND arguments -DHOST_PLATFORM=ON)
+endif()
 run(${CMAKE_COMMAND} -S ${SOURCE}/tests/install -B ${WORK}/build ${arguments})
+if(WAY STREQUAL "host")
+  return()
+endif()
 run(${CMAKE_COMMAND} --build ${WORK}/build)
 run(${CMAKE_CTEST_COMMAND} --test-dir ${WORK}/build --output-on-failure --no-tests=error)

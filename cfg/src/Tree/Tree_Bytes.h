@@ -32,8 +32,8 @@ inline unsigned Equal(const char* at, char c) noexcept {
 
 // The first of the bytes from `at` to `end` for which `is_wanted` holds, `end` when there is
 // none.  `wanted_of_16` answers the same for sixteen bytes, as Equal() does.  `text` is where
-// the text begins that these bytes end: what is left in the end is read together with bytes
-// before it, where there are any, since behind it none may be read.
+// the whole text begins: fewer than sixteen bytes at its end are read together with bytes before
+// them, if any, since none behind the end may be read.
 template <class OfSixteen, class OfOne>
 inline const char* FindFirst(const char* text, const char* at, const char* end,
                              OfSixteen wanted_of_16, OfOne is_wanted) noexcept {

@@ -4,18 +4,14 @@
 #include <cassert>
 #include <cstring>
 #include <new>
-#include <utility>
 
+#include "Tree/Tree_AddressHash.h"
 #include "Tree/Tree_Interning.h"
 #include "Tree/Tree_Node.h"
-#include "Tree/Tree_Prefetch.h"
 
 std::atomic<std::uint64_t> Tree_NameIndex::s_epochs[256];
 
 namespace {
-
-// Multiplication spreads the addresses, whose low bits are always zero.
-constexpr std::uint64_t kSpread = 0x9E3779B97F4A7C15u;
 
 bool HasZeroByte(const RWCString* name) {
   return tree_interning::AnyNameHasZeroByte() && name != nullptr &&
@@ -26,18 +22,11 @@ bool HasZeroByte(const RWCString* name) {
 
 Tree_NameIndex::Tree_NameIndex(const Tree_ElementArray& elements)
     : m_group(GroupOf(elements)), m_seen_epoch(Epoch()) {
-  std::size_t cells = 16;
-  int bits = 4;
-  while (cells * 2 < elements.size() * 3) {
-    cells *= 2;
-    ++bits;
-  }
-  m_cells.resize(cells);
-  m_shift = 64 - bits;
-  // The cells are all over the memory: those of the next children are asked for meanwhile.
+  m_table.MakeRoom(elements.size());
+  // The cells are all over the memory: those of the next children are fetched meanwhile.
   constexpr std::size_t kAhead = 8;
   for (std::size_t i = 0; i < elements.size(); ++i) {
-    if (i + kAhead < elements.size()) Tree_Prefetch(&m_cells[Home(NameOf(elements[i + kAhead]))]);
+    if (i + kAhead < elements.size()) m_table.Prefetch(NameOf(elements[i + kAhead]));
     List(elements[i]);
     Mark(elements[i]);
   }
@@ -59,7 +48,7 @@ bool Tree_NameIndex::Refresh(const Tree_ElementArray& elements) const {
 
 void Tree_NameIndex::ChildGotChildren(const Tree_Node* child) {
   if (m_broken) return;  // it may list handles that are gone
-  Cell& cell = CellOf(child->m_key_name);
+  Cell& cell = m_table.CellOf(child->m_key_name);
   if (cell.first != nullptr && cell.first->get() == child) {
     cell.shortcut = Tree_NodePtrVec::ShortcutTo(child);
   }
@@ -113,9 +102,7 @@ const RWCString* Tree_NameIndex::NameOf(const Tree_NodePtr* element) {
 // All indexes of a vector belong to one group, so that readers who make one at the same time,
 // or make one in place of another, agree about the marks.
 Tree_NameIndex::Group Tree_NameIndex::GroupOf(const Tree_ElementArray& elements) {
-  const std::uint64_t spread =
-      static_cast<std::uint64_t>(reinterpret_cast<std::uintptr_t>(&elements)) * kSpread;
-  return static_cast<Group>(1 + (spread >> 32) % (kSeveralGroups - 1));
+  return static_cast<Group>(1 + (Tree_AddressHash(&elements) >> 32) % (kSeveralGroups - 1));
 }
 
 // Several readers may do so at a time.
@@ -129,24 +116,6 @@ void Tree_NameIndex::Mark(const Tree_NodePtr* element) const {
   }
 }
 
-std::size_t Tree_NameIndex::Home(const RWCString* name) const {
-  return static_cast<std::size_t>(
-      (static_cast<std::uint64_t>(reinterpret_cast<std::uintptr_t>(name)) * kSpread) >> m_shift);
-}
-
-// The cell of `name`, or the empty one where it would have to go.
-const Tree_NameIndex::Cell& Tree_NameIndex::CellOf(const RWCString* name) const {
-  std::size_t at = Home(name);
-  while (m_cells[at].name != nullptr && m_cells[at].name != name) {
-    at = (at + 1) & (m_cells.size() - 1);
-  }
-  return m_cells[at];
-}
-
-Tree_NameIndex::Cell& Tree_NameIndex::CellOf(const RWCString* name) {
-  return const_cast<Cell&>(static_cast<const Tree_NameIndex*>(this)->CellOf(name));
-}
-
 void Tree_NameIndex::SetFirst(Cell& cell, Tree_NodePtr* element) {
   cell.first = element;
   cell.shortcut = Tree_NodePtrVec::ShortcutTo(element->get());
@@ -154,7 +123,7 @@ void Tree_NameIndex::SetFirst(Cell& cell, Tree_NodePtr* element) {
 
 // Whether the handle is listed under that name.
 bool Tree_NameIndex::Lists(const Tree_NodePtr* element, const RWCString* name) const {
-  const Cell& cell = CellOf(name);
+  const Cell& cell = m_table.CellOf(name);
   if (cell.first == element) return true;
   if (cell.first == nullptr) return false;
   const auto repeated = m_repeated.find(name);
@@ -165,11 +134,9 @@ bool Tree_NameIndex::Lists(const Tree_NodePtr* element, const RWCString* name) c
 void Tree_NameIndex::List(Tree_NodePtr* element) {
   const RWCString* const name = NameOf(element);
   if (name == nullptr) return;
-  const Cell& cell = CellOf(name);
+  const Cell& cell = m_table.CellOf(name);
   if (cell.first == nullptr) {
-    if ((m_used + 1) * 3 > m_cells.size() * 2) Grow();
-    CellOf(name) = {name, element, Tree_NodePtrVec::ShortcutTo(element->get())};
-    ++m_used;
+    m_table.Add({name, element, Tree_NodePtrVec::ShortcutTo(element->get())});
   } else {
     std::unordered_set<const Tree_NodePtr*>& all = m_repeated[name];
     all.insert(cell.first);
@@ -182,7 +149,7 @@ void Tree_NameIndex::List(Tree_NodePtr* element) {
 // Makes a handle that was just listed the first of its name unless the one that has been
 // first stands before it.
 void Tree_NameIndex::MakeFirst(const Tree_ElementArray& elements, Tree_NodePtr* element) {
-  Cell& cell = CellOf(NameOf(element));
+  Cell& cell = m_table.CellOf(NameOf(element));
   if (cell.first == element || cell.first == nullptr) return;
   const Tree_NodePtr* const first = cell.first;
   const auto earlier = std::find_if(elements.begin(), elements.end(), [=](const Tree_NodePtr* e) {
@@ -196,10 +163,10 @@ void Tree_NameIndex::MakeFirst(const Tree_ElementArray& elements, Tree_NodePtr* 
 bool Tree_NameIndex::Unlist(const Tree_ElementArray& elements, std::size_t position,
                             const Tree_NodePtr* element, const RWCString* name) {
   if (name == nullptr || !Lists(element, name)) return false;
-  Cell& cell = CellOf(name);
+  Cell& cell = m_table.CellOf(name);
   const auto repeated = m_repeated.find(name);
   if (repeated == m_repeated.end()) {
-    Erase(cell);
+    m_table.Erase(cell);
   } else {
     std::unordered_set<const Tree_NodePtr*>& all = repeated->second;
     all.erase(element);
@@ -222,7 +189,7 @@ bool Tree_NameIndex::Relist(const Tree_ElementArray& elements, const Tree_Node* 
                             const RWCString* old_name) {
   // A node whose parent was set by hand may be listed twice.
   if (!IsCurrent() || node->m_parent_was_set) return false;
-  Tree_NodePtr* element = CellOf(old_name).first;
+  Tree_NodePtr* element = m_table.CellOf(old_name).first;
   if (element == nullptr) return false;
   if (element->get() != node) {
     const auto found = std::find_if(elements.begin(), elements.end(),
@@ -245,29 +212,4 @@ bool Tree_NameIndex::Relist(const Tree_ElementArray& elements, const Tree_Node* 
     Break();
     return false;
   }
-}
-
-void Tree_NameIndex::Grow() {
-  std::vector<Cell> old(m_cells.size() * 2);
-  old.swap(m_cells);
-  --m_shift;
-  for (const Cell& cell : old) {
-    if (cell.name != nullptr) CellOf(cell.name) = cell;
-  }
-}
-
-// Empties a cell and closes the gap, so that no search stops short of a cell that was
-// pushed away from its home.
-void Tree_NameIndex::Erase(Cell& cell) {
-  const std::size_t mask = m_cells.size() - 1;
-  std::size_t gap = static_cast<std::size_t>(&cell - m_cells.data());
-  for (std::size_t at = (gap + 1) & mask; m_cells[at].name != nullptr; at = (at + 1) & mask) {
-    const std::size_t home = Home(m_cells[at].name);
-    if (((at - home) & mask) >= ((at - gap) & mask)) {
-      m_cells[gap] = m_cells[at];
-      gap = at;
-    }
-  }
-  m_cells[gap] = {};
-  --m_used;
 }

@@ -7,9 +7,9 @@
 #include <memory>
 #include <unordered_map>
 #include <unordered_set>
-#include <vector>
 
 #include "Tree/Tree_ElementArray.h"
+#include "Tree/Tree_NameTable.h"
 #include "Tree/Tree_NodePtr.h"
 #include "rw/RWCString.h"
 
@@ -42,7 +42,7 @@ class Tree_Node;
 //         A child that leaves by the library's own hand loses the mark, so that nodes
 //         that are moved about do not end up in kSeveralGroups.
 //         Other readers may still be in an index that is being replaced.  It stays
-//         until the next change of the tree has certainly thrown them out.
+//         until the next change, when no reader can be left.
 //
 // Threads: as for the vector.  Readers only call the const functions.
 class Tree_NameIndex {
@@ -75,7 +75,7 @@ class Tree_NameIndex {
   };
 
   // The cell of `name`; its handle is null when nothing is listed under that name.
-  const Cell& Find(const RWCString* name) const { return CellOf(name); }
+  const Cell& Find(const RWCString* name) const { return m_table.CellOf(name); }
 
   // To be called when a node that may be listed got children.
   void ChildGotChildren(const Tree_Node* child);
@@ -110,9 +110,6 @@ class Tree_NameIndex {
            s_epochs[kSeveralGroups].load(std::memory_order_relaxed);
   }
 
-  std::size_t Home(const RWCString* name) const;
-  Cell& CellOf(const RWCString* name);
-  const Cell& CellOf(const RWCString* name) const;
   static void SetFirst(Cell& cell, Tree_NodePtr* element);
   bool Lists(const Tree_NodePtr* element, const RWCString* name) const;
   void List(Tree_NodePtr* element);
@@ -120,14 +117,10 @@ class Tree_NameIndex {
   bool Unlist(const Tree_ElementArray& elements, std::size_t position, const Tree_NodePtr* element,
               const RWCString* name);
   bool Relist(const Tree_ElementArray& elements, const Tree_Node* node, const RWCString* old_name);
-  void Grow();
-  void Erase(Cell& cell);
 
   static std::atomic<std::uint64_t> s_epochs[256];
 
-  std::vector<Cell> m_cells;  // a power of two of them, at most two thirds used
-  std::size_t m_used = 0;
-  int m_shift = 0;           // a hash is shifted down by this to become a cell's number
+  Tree_NameTable<Cell> m_table;
   std::size_t m_listed = 0;  // handles that hold a node
   std::unordered_map<const RWCString*, std::unordered_set<const Tree_NodePtr*>> m_repeated;
   std::size_t m_names_with_zero_bytes = 0;

@@ -175,12 +175,14 @@ class TREE_API Tree_Node {
   // more than once.  Children that nobody else holds are destroyed.
   void Destroy();
 
-  // A copy of this node and everything below it.  Names and values are shared, ids
-  // and virtual parent paths are not copied.  The argument has no effect.
+  // A copy of this node and everything below it.  The texts of names and values are
+  // shared, change flags are copied, ids and virtual parent paths are not.  The argument
+  // has no effect.
   Tree_NodePtr DuplicateFromHereDown(bool unused);
 
   // Calls `fn` for this node, then for everything below it, a node before its
-  // children.  `fn` may change the children of the node that it is given.
+  // children.  `fn` may change the children of the node that it is given, and may remove
+  // that node from its parent; the sibling behind it is then left out.
   void ExecuteOnEntireSubtree(void (*fn)(Tree_Node*));
 
   // Removes every inner node below this one that has no leaf below it.  True when
@@ -209,6 +211,7 @@ class TREE_API Tree_Node {
   // The child called `name`, `this_ptr` for an empty name, NULL_TREE_NODE_PTR (or
   // null) when there is none.  The forms that take this node as a handle and return
   // a handle of their own compare names up to the first zero byte, the others whole.
+  // A `const char*` must not be null.
   Tree_NodePtr Get(const char* name, Tree_NodePtr& this_ptr);
   Tree_NodePtr Get(const RWCString& name, Tree_NodePtr& this_ptr);
   Tree_Node* Get(const RWCString& name, Tree_Node* this_node);
@@ -392,6 +395,7 @@ class TREE_API Tree_Node {
   class Builder;
   class ChecksumWalk;
   class ChildrenAhead;
+  class ListWriter;
   class Maker;
   class MergedChildren;
   class PlaceSearch;
@@ -401,6 +405,7 @@ class TREE_API Tree_Node {
   explicit Tree_Node(const RWCString* interned_name);
   Tree_Node(const RWCString* interned_name, Tree_Value* value);
 
+  // What the public constructors do.  The result is always 1.
   int Init(RWCString& name, Tree_Value* value);
 
   // Changes the name and tells whoever has listed this node under the old one.
@@ -425,10 +430,10 @@ class TREE_API Tree_Node {
   void InsertOrphan(Tree_NodePtr& child, int child_index, int capacity_hint);
 
   // Insert() and Add() of a node that stands in no tree yet.  They spare it the counting of
-  // another handle; a refused node stays in the caller's.
+  // another handle; a refused node stays in the caller's handle.
   void InsertNew(Tree_NodePtr&& child, int child_index, int capacity_hint);
   bool AddNew(Tree_NodePtr&& child);
-  // Lists it behind all others without a word; this node must not be a leaf.
+  // Lists it behind all others and logs nothing; this node must not be a leaf.
   void AppendNew(Tree_NodePtr&& child, int capacity_hint);
 
   // What the public constructors make of a name that is not empty.
@@ -440,6 +445,8 @@ class TREE_API Tree_Node {
                                 int& last_id, int parent_id, Zel_PoolAllocator* pool,
                                 RWCString& skip_name);
   static Tree_IdNodeInfo* get_allocated_tree_node_info(Zel_PoolAllocator* pool);
+  // The size of the buffer of GetSerializeIdNodeInfoVec, cut to an int; the library itself
+  // needs it whole.
   static int GetInfoVecLen(RWTPtrOrderedVector<Tree_IdNodeInfo>* vec, RWCString virtual_parent_path,
                            bool with_virtual_parent_path);
   static void WriteIntToChar(int* value, char* buffer, int offset);

@@ -49,7 +49,7 @@ class Tree_Node::Maker {
     return true;
   }
 
-  // The same without a word, for parents that allow children.
+  // The same, but logs nothing; for parents that allow children.
   void Append(Tree_Node& parent, Tree_NodePtr&& child, int capacity_hint) {
     child->m_parent = &parent;
     child->m_is_listed = true;

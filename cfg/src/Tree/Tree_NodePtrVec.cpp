@@ -9,6 +9,7 @@
 #include <new>
 #include <utility>
 
+#include "Tree/Tree_AddressHash.h"
 #include "Tree/Tree_Interning.h"
 #include "Tree/Tree_Log.h"
 #include "Tree/Tree_NameIndex.h"
@@ -353,9 +354,8 @@ Tree_NodePtr* Tree_NodePtrVec::ScanZeroTerminated(const char* text, std::size_t 
   return nullptr;
 }
 
-// Multiplication spreads the addresses, which differ in their middle bits.
 Tree_NodePtrVec::Shortcut Tree_NodePtrVec::TagOf(const RWCString* name) {
-  return (AddressBits(name) * 0x9E3779B97F4A7C15u) & kTagMask;
+  return Tree_AddressHash(name) & kTagMask;
 }
 
 // Where the step behind `node` goes, as a shortcut without a tag.

@@ -23,15 +23,15 @@ class Zel_PoolSupply;
 //         its own, taken from a pool, and stays at its address until it is removed:
 //         that is why look-ups can return references to handles.
 // INSIDE  Wide vectors have an index from name to handle (Tree_NameIndex).  The first
-//         look-up makes it: many vectors are built, copied and read without any.  From then
-//         on whoever changes the vector keeps it up to date; a child that is renamed reports
-//         it.
+//         look-up makes it: many vectors are built, copied and read without any.  From
+//         then on whoever changes the vector keeps it up to date; a child that is
+//         renamed reports it.
 //
-//         Index and narrow vectors keep a shortcut for each handle: 16 bits that follow from the
-//         child's name, so that a look-up passes by the others without going to them, and
-//         where the next step down a path leads: the child's own vector if it has one, the
-//         value of a leaf, and else the child.  A step then waits for one access to memory
-//         instead of three.
+//         Narrow vectors keep a shortcut for each handle, an index one for each name:
+//         16 bits that follow from the child's name, so that a look-up passes by the
+//         others without going to them, and where the next step down a path leads: the
+//         child's own vector if it has one, the value of a leaf, and else the child.  A
+//         step then waits for one access to memory instead of three.
 //         Invariant, while there are shortcuts: the bits are those of the name of the node
 //         that was put into the handle by this vector.  The address is a hint; it is
 //         followed where the child confirms it.  A caller may put another node into
@@ -152,7 +152,7 @@ class TREE_API Tree_NodePtrVec {
   // their first zero byte.
   Found FindZeroTerminated(const char* text, std::size_t length) const;
 
-  // The same, but nothing unless the last child is called so.  The name is not looked up.
+  // The same, but only if the last child bears that name, which is not looked up.
   Found FindIfLast(const char* text, std::size_t length) const;
 
   // What at() returns, for the library's own reading.
@@ -165,8 +165,8 @@ class TREE_API Tree_NodePtrVec {
     }
   }
 
-  // To be called when a child has another name; a vector, which it had not; and none,
-  // while it had `children` before.
+  // To be called when a child was renamed, when it got a vector of children, and when it lost
+  // that vector, `children`, of which only the address is used.
   void ChildRenamed(const Tree_Node* child) noexcept;
   void ChildGotChildren(const Tree_Node* child) noexcept;
   void ChildLostChildren(const Tree_Node* child, const void* children) noexcept;

@@ -6,6 +6,7 @@
 #include <utility>
 #include <vector>
 
+#include "Tree/Tree_AddressHash.h"
 #include "Tree/Tree_ChildrenAhead.h"
 #include "Tree/Tree_Node.h"
 #include "Zel/Zel_CRC.h"
@@ -109,10 +110,7 @@ class Tree_Node::ChecksumWalk {
   static constexpr int kManyNameBits = 12;
 
   Name& SlotOf(const RWCString* name) {
-    // Multiplication spreads the addresses, whose low bits are always zero.
-    const std::uint64_t hash =
-        static_cast<std::uint64_t>(reinterpret_cast<std::uintptr_t>(name)) * 0x9E3779B97F4A7C15u;
-    return m_names[static_cast<std::size_t>(hash >> (64 - m_name_bits))];
+    return m_names[static_cast<std::size_t>(Tree_AddressHash(name) >> (64 - m_name_bits))];
   }
 
   const Name& Look(const RWCString* name) {

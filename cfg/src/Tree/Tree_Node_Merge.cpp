@@ -1,9 +1,9 @@
 // Tree_Node: one tree laid over another.
 //
-// By its rules a merge of two inner nodes makes a copy of the overriding one, and the merge
-// of two of their children makes a copy of the copy's child, and so on down.  Here the
-// overriding tree is copied once and the rest is done in place.  The result is the same,
-// for a copy of a copy is no different.
+// Taken literally, a merge of two inner nodes copies the overriding one, the merge of two of
+// their children copies the copy's child, and so on down.  Here the overriding tree is copied
+// once and the rest is done in place.  The result is the same, for a copy of a copy is no
+// different.
 
 #include <algorithm>
 #include <cstddef>
@@ -14,9 +14,9 @@
 
 #include "Tree/Tree_Log.h"
 #include "Tree/Tree_NameIndex.h"
+#include "Tree/Tree_NameTable.h"
 #include "Tree/Tree_Node.h"
 #include "Tree/Tree_NodeMaker.h"
-#include "Tree/Tree_Prefetch.h"
 #include "Tree/Tree_Statics.h"
 
 namespace {
@@ -31,76 +31,6 @@ void LogInsert(int index) {
            "Start Insert(Tree_NodePtr& new_child = %d, int child_index = %d)\n", index, -1);
   TREE_LOG("Insert", tree_log::kTrace, "End Insert(Tree_NodePtr& new_child, int child_index)\n");
 }
-
-// A hash table from names, which are interned, to the first and the last of the places where
-// each stands.
-class PlacesOfNames {
- public:
-  using Place = std::uint32_t;
-
-  struct Cell {
-    const RWCString* name = nullptr;
-    Place first = 0;
-    Place last = 0;
-  };
-
-  // To be called before all else.
-  void MakeRoom(std::size_t names) {
-    std::size_t cells = 16;
-    m_shift = 60;
-    for (; cells * 2 < names * 3; cells *= 2) --m_shift;
-    m_cells.resize(cells);
-  }
-
-  // The cell of `name`, null when it has none.
-  const Cell* Find(const RWCString* name) const {
-    const Cell& cell = CellOf(name);
-    return cell.name == nullptr ? nullptr : &cell;
-  }
-  Cell* Find(const RWCString* name) {
-    return const_cast<Cell*>(static_cast<const PlacesOfNames*>(this)->Find(name));
-  }
-
-  // Gives a name a cell that has none yet.
-  void Add(const RWCString* name, Place place) {
-    if (++m_used * 3 > m_cells.size() * 2) Grow();
-    const_cast<Cell&>(CellOf(name)) = {name, place, place};
-  }
-
-  // For a name that is soon to be looked for.
-  void Ask(const RWCString* name) const { Tree_Prefetch(&m_cells[Home(name)]); }
-
- private:
-  // Multiplication spreads the addresses, whose low bits are always zero.
-  std::size_t Home(const RWCString* name) const {
-    return static_cast<std::size_t>(
-        (static_cast<std::uint64_t>(reinterpret_cast<std::uintptr_t>(name)) *
-         0x9E3779B97F4A7C15u) >>
-        m_shift);
-  }
-
-  // The cell of `name`, or the empty one where it would have to go.
-  const Cell& CellOf(const RWCString* name) const {
-    std::size_t at = Home(name);
-    while (m_cells[at].name != nullptr && m_cells[at].name != name) {
-      at = (at + 1) & (m_cells.size() - 1);
-    }
-    return m_cells[at];
-  }
-
-  void Grow() {
-    std::vector<Cell> old(m_cells.size() * 2);
-    old.swap(m_cells);
-    --m_shift;
-    for (const Cell& cell : old) {
-      if (cell.name != nullptr) const_cast<Cell&>(CellOf(cell.name)) = cell;
-    }
-  }
-
-  std::vector<Cell> m_cells;  // a power of two of them, at most two thirds used
-  int m_shift = 0;            // a hash is shifted down by this to become a cell's number
-  std::size_t m_used = 0;
-};
 
 }  // namespace
 
@@ -122,24 +52,23 @@ class Tree_Node::MergedChildren {
     if (!m_is_wide) return;
     m_first_new_rank = static_cast<Rank>(node->GetChildCount());
     // Many of those to come may be there already.
-    m_of_name.MakeRoom(std::max<std::size_t>(m_first_new_rank, static_cast<std::size_t>(expected)));
+    m_places.MakeRoom(std::max<std::size_t>(m_first_new_rank, static_cast<std::size_t>(expected)));
     for (Place place = 0; place < m_first_new_rank; ++place) {
       List(place, (*Elements()[place])->m_key_name);
     }
   }
 
-  // For the children of the node that is merged in: asks for what is known of a name that is
-  // soon to be looked for.
-  void ComesSoon(const Tree_NodePtr& child) const {
-    if (m_is_wide && !child.isNull()) m_of_name.Ask(child->m_key_name);
+  // For a child of the node that is merged in whose name will be looked for soon.
+  void Prefetch(const Tree_NodePtr& child) const {
+    if (m_is_wide && !child.isNull()) m_places.Prefetch(child->m_key_name);
   }
 
   // The first child of that name, null when there is none.
   Tree_NodePtr* Find(const RWCString* name) const {
     if (m_node->m_children == nullptr) return nullptr;
     if (!m_is_wide) return m_node->m_children->Find(name);
-    const PlacesOfNames::Cell* const found = m_of_name.Find(name);
-    return found == nullptr ? nullptr : Elements()[found->first];
+    const PlacesOfName& places = m_places.CellOf(name);
+    return places.name == nullptr ? nullptr : Elements()[places.first];
   }
 
   // Adds a copy of a node with everything below it; a leaf refuses it.
@@ -186,9 +115,15 @@ class Tree_Node::MergedChildren {
   static constexpr int kFewBeside = 8;
 
   // No node has as many children as either can count.
-  using Place = PlacesOfNames::Place;
+  using Place = std::uint32_t;
   using Rank = std::uint32_t;
   static constexpr Place kNone = std::numeric_limits<Place>::max();
+
+  struct PlacesOfName {
+    const RWCString* name = nullptr;
+    Place first = 0;
+    Place last = 0;
+  };
 
   Tree_ElementArray& Elements() const { return m_node->m_children->m_elements; }
 
@@ -202,23 +137,24 @@ class Tree_Node::MergedChildren {
   void List(Place place, const RWCString* name) {
     m_ranks.push_back(m_next_rank++);
     m_next_of_name.push_back(kNone);
-    if (PlacesOfNames::Cell* const of_name = m_of_name.Find(name)) {
-      m_next_of_name[of_name->last] = place;
-      of_name->last = place;
+    PlacesOfName& places = m_places.CellOf(name);
+    if (places.name == nullptr) {
+      m_places.Add({name, place, place});
     } else {
-      m_of_name.Add(name, place);
+      m_next_of_name[places.last] = place;
+      places.last = place;
     }
   }
 
   void Rerank(const RWCString* name) {
-    PlacesOfNames::Cell& of_name = *m_of_name.Find(name);
-    const Place place = of_name.first;
+    PlacesOfName& places = m_places.CellOf(name);
+    const Place place = places.first;
     m_ranks[place] = m_next_rank++;
     m_moved = true;
-    if (of_name.last == place) return;
-    of_name.first = std::exchange(m_next_of_name[place], kNone);
-    m_next_of_name[of_name.last] = place;
-    of_name.last = place;
+    if (places.last == place) return;
+    places.first = std::exchange(m_next_of_name[place], kNone);
+    m_next_of_name[places.last] = place;
+    places.last = place;
     m_repeated_name_moved = true;
   }
 
@@ -228,7 +164,7 @@ class Tree_Node::MergedChildren {
 
   // For wide nodes.  A place is a position among the children, which does not change
   // before they are put in order.
-  PlacesOfNames m_of_name;
+  Tree_NameTable<PlacesOfName> m_places;
   std::vector<Place> m_next_of_name;  // for each place, the next one of its name
   std::vector<Rank> m_ranks;          // for each place
   Rank m_next_rank = 0;
@@ -281,7 +217,7 @@ Tree_NodePtr Tree_Node::Merge(Tree_NodePtr& base, Tree_NodePtr& override) {
     if (level.next < level.count) {
       Tree_NodePtrVec& children = *level.base->m_children;
       if (level.count - level.next > kAhead) {
-        level.merged.ComesSoon(children.HandleAt(level.next + kAhead));
+        level.merged.Prefetch(children.HandleAt(level.next + kAhead));
       }
       Tree_Node* const child = children.HandleAt(level.next++).get();
       if (child == nullptr) continue;

@@ -242,6 +242,69 @@ void Tree_Node::WriteIntToChar(int* value, char* buffer, int offset) {
   PutInt(buffer + offset, *value);
 }
 
+// Writes a list of records into a buffer, and a line to the log about each thing that it writes.
+class Tree_Node::ListWriter {
+ public:
+  explicit ListWriter(char* buffer) : m_buffer(buffer) {}
+
+  void PutHeader(const RWCString& virtual_parent_path) {
+    const int length = static_cast<int>(virtual_parent_path.length());
+    TREE_LOG("GetSerializeIdNodeInfoVec", tree_log::kLifecycle,
+             "Write virtual parent path len <%d>\n", length);
+    Put(length);
+    Put(virtual_parent_path.data(), length);
+    TREE_LOG("GetSerializeIdNodeInfoVec", tree_log::kLifecycle, "Write virtual parent path <%s>\n",
+             virtual_parent_path.data());
+  }
+
+  void PutRecord(const Tree_IdNodeInfo& record) {
+    TREE_LOG("GetSerializeIdNodeInfoVec", tree_log::kLifecycle, "Write id <%d>\n", record.m_id);
+    Put(record.m_id);
+    TREE_LOG("GetSerializeIdNodeInfoVec", tree_log::kLifecycle, "Write p_id <%d>\n",
+             record.m_parent_id);
+    Put(record.m_parent_id);
+
+    const char* const path = record.GetPath();
+    const int path_length = static_cast<int>(std::strlen(path));
+    TREE_LOG("GetSerializeIdNodeInfoVec", tree_log::kLifecycle, "Write path len <%d>\n",
+             path_length);
+    Put(path_length);
+    Put(path, path_length);
+    TREE_LOG("GetSerializeIdNodeInfoVec", tree_log::kLifecycle, "Write path <%s>\n", path);
+
+    const char* const value = record.GetValue();
+    const int value_length = static_cast<int>(std::strlen(value));
+    // Intended: two blanks.
+    TREE_LOG("GetSerializeIdNodeInfoVec", tree_log::kLifecycle, "Write val_len  <%d>\n",
+             value_length);
+    Put(value_length);
+    if (value_length == 0) return;
+    TREE_LOG("GetSerializeIdNodeInfoVec", tree_log::kLifecycle, "Write val <%s>\n", value);
+    Put(value, value_length);
+    TREE_LOG("GetSerializeIdNodeInfoVec", tree_log::kLifecycle, "Write is change <%d>\n",
+             record.m_is_change);
+    Put(record.m_is_change);
+  }
+
+  // With zero bytes.
+  void FillUpTo(int size) {
+    std::memset(m_buffer + m_at, 0, static_cast<std::size_t>(size - m_at));
+  }
+
+ private:
+  void Put(int value) {
+    WriteIntToChar(&value, m_buffer, m_at);
+    m_at += kIntSize;
+  }
+  void Put(const char* text, int length) {
+    std::memcpy(m_buffer + m_at, text, static_cast<std::size_t>(length));
+    m_at += length;
+  }
+
+  char* const m_buffer;
+  int m_at = 0;
+};
+
 char* Tree_Node::GetSerializeIdNodeInfoVec(RecordList* vec, int& size_of_ret,
                                            RWCString virtual_parent_path,
                                            bool with_virtual_parent_path, bool keep_vec) {
@@ -256,55 +319,11 @@ char* Tree_Node::GetSerializeIdNodeInfoVec(RecordList* vec, int& size_of_ret,
   char* const buffer = NewBuffer(size).release();
   size_of_ret = static_cast<int>(size);
 
-  int at = 0;
-  const auto put_int = [buffer, &at](int value) {
-    WriteIntToChar(&value, buffer, at);
-    at += kIntSize;
-  };
-  const auto put_text = [buffer, &at](const char* text, int length) {
-    std::memcpy(buffer + at, text, static_cast<std::size_t>(length));
-    at += length;
-  };
-  if (with_virtual_parent_path) {
-    const int length = static_cast<int>(virtual_parent_path.length());
-    TREE_LOG("GetSerializeIdNodeInfoVec", tree_log::kLifecycle,
-             "Write virtual parent path len <%d>\n", length);
-    put_int(length);
-    put_text(virtual_parent_path.data(), length);
-    TREE_LOG("GetSerializeIdNodeInfoVec", tree_log::kLifecycle, "Write virtual parent path <%s>\n",
-             virtual_parent_path.data());
-  }
-  for (std::size_t i = 0; i < vec->entries(); ++i) {
-    const Tree_IdNodeInfo& record = *vec->at(i);
-    TREE_LOG("GetSerializeIdNodeInfoVec", tree_log::kLifecycle, "Write id <%d>\n", record.m_id);
-    put_int(record.m_id);
-    TREE_LOG("GetSerializeIdNodeInfoVec", tree_log::kLifecycle, "Write p_id <%d>\n",
-             record.m_parent_id);
-    put_int(record.m_parent_id);
-
-    const char* const path = record.GetPath();
-    const int path_length = static_cast<int>(std::strlen(path));
-    TREE_LOG("GetSerializeIdNodeInfoVec", tree_log::kLifecycle, "Write path len <%d>\n",
-             path_length);
-    put_int(path_length);
-    put_text(path, path_length);
-    TREE_LOG("GetSerializeIdNodeInfoVec", tree_log::kLifecycle, "Write path <%s>\n", path);
-
-    const char* const value = record.GetValue();
-    const int value_length = static_cast<int>(std::strlen(value));
-    // Intended: two blanks.
-    TREE_LOG("GetSerializeIdNodeInfoVec", tree_log::kLifecycle, "Write val_len  <%d>\n",
-             value_length);
-    put_int(value_length);
-    if (value_length == 0) continue;
-    TREE_LOG("GetSerializeIdNodeInfoVec", tree_log::kLifecycle, "Write val <%s>\n", value);
-    put_text(value, value_length);
-    TREE_LOG("GetSerializeIdNodeInfoVec", tree_log::kLifecycle, "Write is change <%d>\n",
-             record.m_is_change);
-    put_int(record.m_is_change);
-  }
+  ListWriter writer(buffer);
+  if (with_virtual_parent_path) writer.PutHeader(virtual_parent_path);
+  for (std::size_t i = 0; i < vec->entries(); ++i) writer.PutRecord(*vec->at(i));
   // Texts with a zero byte inside take less than was reckoned.
-  std::memset(buffer + at, 0, static_cast<std::size_t>(size_of_ret - at));
+  writer.FillUpTo(size_of_ret);
   if (!keep_vec) OwnedList(vec, nullptr);
   return buffer;
 }

@@ -54,7 +54,7 @@ class TREE_API Tree_Path {
   void InitSpaces(const RWCString& path);
   void CopyFrom(const Tree_Path& other);
 
-  int m_unused;    // 0; nothing reads it
+  int m_unused;    // 0; part of the object's layout
   int m_length;    // bytes of the path
   int m_current;   // 1-based number of the next segment; -1 when never set
   int m_count;     // number of segments

@@ -5,8 +5,8 @@
 #include <intrin.h>
 #endif
 
-// Asks for the cache line at an address that will be read soon.  Any address may be given;
-// nothing is read that could be seen.
+// Fetches the cache line at an address that will be read soon.  Any address may be given; the
+// call has no visible effect.
 inline void Tree_Prefetch(const void* address) noexcept {
 #if defined(__GNUC__)
   __builtin_prefetch(address);

@@ -52,7 +52,7 @@ class TREE_PLATFORM_API autoptrthreadsafe_internal_data {
 
  private:
   std::atomic<std::uint32_t> m_count{1};
-  std::uint32_t m_owns_node = 1;
+  std::uint32_t m_owns_node = 1;  // never changed; part of the record's layout
 };
 
 static_assert(sizeof(autoptrthreadsafe_internal_data) == 8, "a record is two 32-bit fields");

@@ -3,7 +3,7 @@
 
 #include <atomic>
 
-// A number of the calling thread's, always the same.  Threads that were started one after the
+// The calling thread's number, which never changes.  Threads that were started one after the
 // other have numbers that follow one another, so that as many of them as there are parts of
 // something shared can each keep to a part of its own.  Two threads may meet in one part all
 // the same: it still needs a lock, but one that hardly anybody has to wait for.

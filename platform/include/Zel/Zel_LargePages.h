@@ -8,9 +8,9 @@
 #include <sys/mman.h>
 #endif
 
-// Wishes large pages for fresh memory that is about to be written from end to end: page by page
-// it would cost an interrupt for every four kilobytes.  Where the system does not grant the wish
-// nothing changes.
+// Asks for large pages behind fresh memory that is about to be written from end to end: page by
+// page it would cost a fault for every four kilobytes.  Where the system refuses, nothing
+// changes.
 inline void Zel_WishLargePages(char* memory, std::size_t bytes) noexcept {
 #if defined(__linux__)
   constexpr std::uintptr_t kLargePage = std::uintptr_t{2} << 20;

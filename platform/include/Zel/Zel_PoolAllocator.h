@@ -50,10 +50,10 @@ struct Zel_PoolStats {
 //         with three dependent loads, a multiplication and a comparison.
 //
 //         Every thread keeps, per pool, up to two lists of free elements (the
-//         one in use and a spare) and a range of free neighbours.  It trades whole batches with the
-//         pool, under the pool's lock, so a thread that takes and returns at the edge of a batch
-//         does not go to the pool each time.  When a thread ends, all it has cached goes back to
-//         the pool.
+//         one in use and a spare) and a range of free neighbours.  It trades whole
+//         batches with the pool, under the pool's lock, so a thread that takes and
+//         returns at the edge of a batch does not go to the pool each time.  When a
+//         thread ends, all it has cached goes back to the pool.
 //
 //         The pool keeps a bit for every free element of a block and hands
 //         them out in the order of their addresses, one block after the other.
@@ -94,9 +94,9 @@ class TREE_PLATFORM_API Zel_PoolAllocator {
   bool AddToFreeList(void* element) noexcept;
 
   // Memory for neighbouring elements, `most` of them at most, the first one at `first`;
-  // returns how many they are.  0 when there are none, in a thread that has no cache of this
-  // pool yet, and while failures are ordered; Allocate() is to be asked then.  See
-  // Zel_PoolSupply.
+  // returns their number.  0 when there are none, for a pool without caches, in a thread
+  // that has no cache of it yet, and while failures are ordered; call Allocate() then.
+  // See Zel_PoolSupply.
   std::size_t AllocateNeighbours(std::size_t most, void*& first) noexcept;
 
   // Takes back the rest of such neighbours, from `begin` on up to their end.  See
