@@ -36,11 +36,23 @@ namespace {
 //
 // Lengths come in no order, so each test of one is a guess that the processor gets
 // wrong half of the time.  There is one for all texts from 4 to 16 bytes.
+//
+// Whoever knows all secrets can choose texts that share one hash, such as those for which a
+// factor is zero, and make look-ups among them as slow as he likes.  One part is therefore the
+// address at which the library was loaded, which systems choose anew for each run, or on
+// Windows each time they start.  Both factors of every product depend on it.
 
 constexpr std::uint64_t kSecret0 = 0xA0761D6478BD642Full;
 constexpr std::uint64_t kSecret1 = 0xE7037ED1A0B428DBull;
 constexpr std::uint64_t kSecret2 = 0x8EBC6AF09C88C6E3ull;
 constexpr std::uint64_t kSecret3 = 0x589965CC75374CC3ull;
+
+constexpr char kLoadedHere = 0;
+
+inline std::uint64_t Seed() noexcept {
+  return static_cast<std::uint64_t>(reinterpret_cast<std::uintptr_t>(&kLoadedHere)) *
+         0x9E3779B97F4A7C15u;
+}
 
 inline std::uint64_t MultiplyAndFold(std::uint64_t a, std::uint64_t b) noexcept {
 #if defined(__SIZEOF_INT128__)
@@ -82,23 +94,25 @@ inline std::uint64_t ReadUpTo3(const char* bytes, std::size_t length) noexcept {
 
 // Texts of more than 16 bytes.
 std::uint64_t HashLong(const char* bytes, std::size_t length) noexcept {
-  std::uint64_t state = kSecret0 ^ length;
+  const std::uint64_t seed = Seed();
+  const std::uint64_t secret1 = kSecret1 ^ seed;
+  std::uint64_t state = kSecret0 ^ std::rotl(seed, 32) ^ length;
   std::size_t left = length;
   if (left > 48) {
     std::uint64_t state1 = state;
     std::uint64_t state2 = state;
     for (; left > 48; bytes += 48, left -= 48) {
-      state = MultiplyAndFold(Read64(bytes) ^ kSecret1, Read64(bytes + 8) ^ state);
-      state1 = MultiplyAndFold(Read64(bytes + 16) ^ kSecret2, Read64(bytes + 24) ^ state1);
-      state2 = MultiplyAndFold(Read64(bytes + 32) ^ kSecret3, Read64(bytes + 40) ^ state2);
+      state = MultiplyAndFold(Read64(bytes) ^ secret1, Read64(bytes + 8) ^ state);
+      state1 = MultiplyAndFold(Read64(bytes + 16) ^ kSecret2 ^ seed, Read64(bytes + 24) ^ state1);
+      state2 = MultiplyAndFold(Read64(bytes + 32) ^ kSecret3 ^ seed, Read64(bytes + 40) ^ state2);
     }
     state ^= state1 ^ state2;
   }
   for (; left > 16; bytes += 16, left -= 16) {
-    state = MultiplyAndFold(Read64(bytes) ^ kSecret1, Read64(bytes + 8) ^ state);
+    state = MultiplyAndFold(Read64(bytes) ^ secret1, Read64(bytes + 8) ^ state);
   }
   const char* const end = bytes + left;
-  return MultiplyAndFold(Read64(end - 16) ^ kSecret1, Read64(end - 8) ^ state);
+  return MultiplyAndFold(Read64(end - 16) ^ secret1, Read64(end - 8) ^ state);
 }
 
 inline std::uint64_t Hash64(const char* bytes, std::size_t length) noexcept {
@@ -115,7 +129,8 @@ inline std::uint64_t Hash64(const char* bytes, std::size_t length) noexcept {
   } else if (length > 0) {
     a = ReadUpTo3(bytes, length);
   }
-  return MultiplyAndFold(a ^ kSecret1, b ^ kSecret0 ^ length);
+  const std::uint64_t seed = Seed();
+  return MultiplyAndFold(a ^ kSecret1 ^ seed, b ^ kSecret0 ^ std::rotl(seed, 32) ^ length);
 }
 
 // ------------------------------------------------------------- Eight bytes at once

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cstddef>
+#include <cstdint>
 #include <random>
 #include <set>
 #include <string>
@@ -224,6 +225,24 @@ TEST(RWCString, HashesSpreadWell) {
   for (const int count : low_bits) {
     EXPECT_NEAR(static_cast<double>(texts.size()) / 256, count, 200.0);
   }
+}
+
+// Texts that would make a factor of the hash's product zero, did it depend on nothing but what
+// can be read in its source.
+TEST(RWCString, HashesOfCraftedTextsDiffer) {
+  constexpr std::uint64_t kSecret = 0xE7037ED1A0B428DBu;
+  std::set<unsigned> hashes;
+  constexpr unsigned kTexts = 1000;
+  for (unsigned i = 0; i < kTexts; ++i) {
+    std::string text(16, 'x');
+    for (std::size_t byte = 0; byte < 4; ++byte) {
+      text[byte] = static_cast<char>(kSecret >> (32 + 8 * byte));
+      text[8 + byte] = static_cast<char>(kSecret >> (8 * byte));
+      text[4 + byte] = static_cast<char>('a' + (i >> (3 * byte)) % 8);
+    }
+    hashes.insert(RWCString::hash(text.data(), text.size()));
+  }
+  EXPECT_GT(hashes.size(), kTexts - 10);
 }
 
 // ---------------------------------------------------------- Random changes

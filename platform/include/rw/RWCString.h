@@ -131,7 +131,8 @@ class TREE_PLATFORM_API RWCString {
   }
 
   // A hash of the contents, kept with the representation once computed.  The
-  // same in all strings of equal contents, within one run of a program.
+  // same in all strings of equal contents within one run of a program, but not
+  // from run to run, so that nobody can choose strings that share one.
   unsigned hash() const noexcept {
     const std::uint32_t known = m_rep->hash.load(std::memory_order_relaxed);
     return known != 0 ? known : ComputeHash();
