@@ -192,7 +192,6 @@ void Add(const char* operation, const char* contestant, std::size_t count, std::
             .threads = threads,
             .contestant = contestant,
             .operations = count * times,
-            .nodes = 0,
             .rounds = RoundsFor(count * times, target),
             .round = std::move(round)});
 }

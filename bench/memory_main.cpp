@@ -108,7 +108,7 @@ void MeasureBytes(const Peer& peer, const Case& c, const std::vector<Entry>& ent
   document->Put(paths, values);
   const double built = BytesSince(before);
   figures.Add(operation, "bytes", built, Operation::kBuild);
-  if (peer.Name() == std::string(kThisLibrary)) {
+  if (peer.Name() == std::string(kOurs)) {
     const double spare =
         (BytesOfPoolBlocks() - blocks_before) - (BytesOfPoolsInUse() - in_use_before);
     figures.Add((std::string(operation) + "_pools_in_use").c_str(), "bytes", built - spare,

@@ -227,7 +227,6 @@ void RegisterHeap(const Plan& plan, std::size_t bytes) {
               .threads = threads,
               .contestant = Heap::kName,
               .operations = operations,
-              .nodes = 0,
               .rounds = 1,
               .round = [heap, round = std::move(round)] { return round(heap->Get()); }});
   };

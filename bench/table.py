@@ -3,11 +3,11 @@
 
 Times: a row is an operation; its columns are the contestants' nanoseconds per operation
 (medians of the repetitions).  A star marks user code, for what a contestant has no operation
-of its own for; a plus marks arenas, which drop all nodes at once.  "ratio" is this
-library's figure divided by the best peer's: below 1 this library is faster.  The map of whole
-paths is a reference, not a peer: it is no tree.  "spread" is
-the middle half of this library's repetitions in percent of the median; where it is large
-the machine was busy and the figure says little.
+of its own for; a plus marks arenas, which drop all nodes at once.  "ratio" is this library's
+figure divided by the best peer's: below 1 this library is faster.  The map of whole paths is a
+reference, not a peer: it is no tree.  "spread" is the middle half of this library's
+repetitions in percent of the median; where it is large the machine was busy and the figure
+says little.
 
 With two threads a figure is the time for which one thread is busy with one operation.
 Threads that do not hinder each other show the same figure as one.  "two threads against

@@ -29,6 +29,7 @@
 
 #include "rw/RWCString.h"
 #include "support/data.h"
+#include "support/measure.h"
 
 namespace bench {
 
@@ -151,9 +152,6 @@ class Peer {
   // Reads what Flatten wrote; for checks.
   virtual std::unique_ptr<Document> Read(const Bytes& bytes) const = 0;
 };
-
-// The name under which this library runs.
-inline constexpr const char* kThisLibrary = "ours";
 
 const Peer& ThisLibrary();
 const Peer& BoostPropertyTree();

@@ -6,8 +6,8 @@
 // away.  Memory comes back only when the whole document goes.
 //
 // Its own: copy (CopyFrom, which copies strings that were copied before), flatten (Writer to
-// a StringBuffer).  User code (dom.h): building from sorted records,
-// merge, search, checksum, list, changes by comparing two documents.
+// a StringBuffer).  User code (dom.h): building from sorted records, merge, search, checksum,
+// list, changes by comparing two documents.
 
 #include <rapidjson/document.h>
 #include <rapidjson/stringbuffer.h>

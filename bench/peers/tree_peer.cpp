@@ -168,8 +168,6 @@ class TreeDocument : public Document {
     return bytes;
   }
 
-  Tree_NodePtr& Top() { return m_top; }
-
  private:
   Tree_NodePtr m_top;
 };
@@ -237,7 +235,7 @@ std::unique_ptr<Document> ReadSerialized(const Bytes& bytes) {
 
 class TreePeer : public Peer {
  public:
-  const char* Name() const override { return kThisLibrary; }
+  const char* Name() const override { return kOurs; }
   Way WayOf(Operation) const override { return Way::kOwn; }
   std::size_t Deepest() const override { return 1000000; }
 

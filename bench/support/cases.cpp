@@ -1,7 +1,6 @@
 #include "support/cases.h"
 
 #include <algorithm>
-#include <cctype>
 #include <cstdlib>
 #include <memory>
 #include <unordered_map>
@@ -127,11 +126,6 @@ Case MakeCase(const std::string& subject, std::size_t size) {
 
   made.units = subject == "deep" ? size : made.sorted.size();
   made.variant = (subject == "deep" ? "depth:" : "leaves:") + std::to_string(made.units);
-  made.depth = 0;
-  for (const Entry& entry : made.sorted) {
-    const auto cuts = std::count(entry.path.begin(), entry.path.end(), '\\');
-    made.depth = std::max(made.depth, static_cast<std::size_t>(cuts) + 1);
-  }
   AddQuestions(made);
   AddLayers(made);
   return made;

@@ -25,7 +25,6 @@ struct Case {
   std::string subject;  // "typical"
   std::string variant;  // "leaves:10000"
   std::size_t units;    // leaves, or nodes of a chain: what figures are per
-  std::size_t depth;    // names of the longest path
 
   // The same leaves in order of their paths and in random order.
   std::vector<Entry> sorted;

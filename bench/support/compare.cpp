@@ -1,7 +1,6 @@
 #include "support/compare.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <cstdlib>
 #include <map>
 #include <set>
@@ -139,7 +138,6 @@ void Register(const Plan& plan, const Contest& contest) {
         .threads = contest.threads,
         .contestant = peer->Name(),
         .operations = 0,
-        .nodes = 0,
         .rounds = RoundsFor(size, target),
         .round = [=] { return contest.round(*peer, CaseNamed(contest.case_name)); },
         .count_operations =

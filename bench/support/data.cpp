@@ -1,7 +1,6 @@
 #include "support/data.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <map>
 #include <unordered_set>
 
@@ -93,15 +92,6 @@ std::vector<Entry> MakeTypicalTree(std::size_t leaves) {
   return entries;
 }
 
-// Copies stand in memory in the order in which they are made.
-template <class T>
-std::vector<T> InMemoryOrder(const std::vector<const T*>& order) {
-  std::vector<T> copies;
-  copies.reserve(order.size());
-  for (const T* item : order) copies.push_back(*item);
-  return copies;
-}
-
 }  // namespace
 
 const std::vector<std::string>& KeyNames() {
@@ -148,74 +138,10 @@ const std::vector<Entry>& TypicalTree(std::size_t leaves) {
   return entries;
 }
 
-std::size_t TypicalNodes(std::size_t leaves) {
-  return 1 + leaves / 1000 + leaves / 100 + leaves / 10 + leaves;
-}
-
-const std::vector<Entry>& TypicalTreeShuffled(std::size_t leaves) {
-  static std::map<std::size_t, std::vector<Entry>> made;
-  std::vector<Entry>& entries = made[leaves];
-  if (entries.empty()) {
-    std::vector<const Entry*> order;
-    for (const Entry& entry : TypicalTree(leaves)) order.push_back(&entry);
-    Shuffle(order, 2);
-    entries = InMemoryOrder(order);
-  }
-  return entries;
-}
-
-const std::vector<std::string>& AskedPaths(std::size_t leaves, std::uint64_t seed) {
-  static std::map<std::pair<std::size_t, std::uint64_t>, std::vector<std::string>> made;
-  std::vector<std::string>& paths = made[{leaves, seed}];
-  if (paths.empty()) {
-    std::vector<const Entry*> order;
-    for (const Entry& entry : TypicalTree(leaves)) order.push_back(&entry);
-    Shuffle(order, seed);
-    paths.reserve(leaves);
-    for (const Entry* entry : order) paths.push_back(entry->path);
-  }
-  return paths;
-}
-
-const std::vector<std::string>& MissingPaths(std::size_t leaves, Missing kind) {
-  static std::map<std::pair<std::size_t, Missing>, std::vector<std::string>> made;
-  std::vector<std::string>& paths = made[{leaves, kind}];
-  if (!paths.empty()) return paths;
-
-  std::unordered_set<std::string> present;
-  for (const Entry& entry : TypicalTree(leaves)) present.insert(entry.path);
-  Random random(3);
-  paths.reserve(leaves);
-  for (const Entry& entry : TypicalTreeShuffled(leaves)) {
-    const std::string parent = entry.path.substr(0, entry.path.rfind('\\') + 1);
-    std::string path;
-    do {
-      path = parent + KeyNames()[random.Below(KeyNames().size())];
-    } while (present.count(path) != 0);
-    if (kind == Missing::kNameUnknown) path += "?";
-    paths.push_back(std::move(path));
-  }
-  return paths;
-}
-
 std::vector<RWCString> Fresh(const std::vector<std::string>& texts) {
   std::vector<RWCString> strings;
   strings.reserve(texts.size());
   for (const std::string& text : texts) strings.emplace_back(text.data(), text.size());
-  return strings;
-}
-
-std::vector<RWCString> FreshPaths(const std::vector<Entry>& entries) {
-  std::vector<RWCString> strings;
-  strings.reserve(entries.size());
-  for (const Entry& entry : entries) strings.emplace_back(entry.path.data(), entry.path.size());
-  return strings;
-}
-
-std::vector<RWCString> FreshValues(const std::vector<Entry>& entries) {
-  std::vector<RWCString> strings;
-  strings.reserve(entries.size());
-  for (const Entry& entry : entries) strings.emplace_back(entry.value.data(), entry.value.size());
   return strings;
 }
 

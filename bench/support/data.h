@@ -1,9 +1,9 @@
 // Data: the names, strings and trees that are measured.
 //
 // All of it is made up from fixed seeds and is the same in every run and on every
-// platform.  Tree shapes and name lengths are those of our servers' configurations: some
-// 300 key names of 4 to 24 bytes that come again everywhere, values of which half are
-// taken from a few hundred common ones (numbers, switches, addresses) and half occur once.
+// platform.  Tree shapes and name lengths are modelled on servers' configurations: some 300
+// key names of 4 to 24 bytes that come again everywhere, values of which half are taken
+// from a few hundred common ones (numbers, switches, addresses) and half occur once.
 
 #ifndef BENCH_SUPPORT_DATA_H
 #define BENCH_SUPPORT_DATA_H
@@ -57,26 +57,9 @@ struct Entry {
 // multiple of 1,000), in order of their paths.  It is made once and kept.
 const std::vector<Entry>& TypicalTree(std::size_t leaves);
 
-// Nodes of the typical tree, with the top above the services.
-std::size_t TypicalNodes(std::size_t leaves);
-
-// The same entries in a random order that is always the same.  They stand in memory in
-// that order, so that reading them costs what reading a file does and no more.
-const std::vector<Entry>& TypicalTreeShuffled(std::size_t leaves);
-
-// All paths of the typical tree, in a random order for each seed.
-const std::vector<std::string>& AskedPaths(std::size_t leaves, std::uint64_t seed);
-
-// As many paths of leaves that it lacks, in random order.  Their last names are key names
-// of other nodes, or names that occur nowhere in the process.
-enum class Missing { kNameInUse, kNameUnknown };
-const std::vector<std::string>& MissingPaths(std::size_t leaves, Missing kind);
-
 // Strings of the library with representations of their own, whose hashes nobody has asked
 // for yet: what a program has in hand that has just read them.
 std::vector<RWCString> Fresh(const std::vector<std::string>& texts);
-std::vector<RWCString> FreshPaths(const std::vector<Entry>& entries);
-std::vector<RWCString> FreshValues(const std::vector<Entry>& entries);
 
 }  // namespace bench
 

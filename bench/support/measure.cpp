@@ -101,7 +101,6 @@ void RunRounds(const Measurement& m, benchmark::State& state) {
   const std::size_t operations = m.count_operations ? m.count_operations() : m.operations;
   const double thread_ns = seconds * 1e9 * m.threads / static_cast<double>(state.iterations());
   state.counters["ns_per_op"] = thread_ns / static_cast<double>(operations);
-  if (m.nodes != 0) state.counters["ns_per_node"] = thread_ns / static_cast<double>(m.nodes);
   if (m.user_code) state.counters["user_code"] = 1;
   if (m.frees_at_once) state.counters["frees_at_once"] = 1;
 }

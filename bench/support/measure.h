@@ -42,7 +42,6 @@ struct Measurement {
   int threads = 1;
   std::string contestant;  // a column
   std::size_t operations;  // of one round, of all threads together
-  std::size_t nodes = 0;   // that one round goes over, 0 where that makes no sense
   int rounds = 1;          // per repetition
   std::function<double()> round;
   // Where set, what `operations` is, asked after the first round.
@@ -53,9 +52,8 @@ struct Measurement {
 
 // Adds a measurement to the run.  Its name is subject/operation/variant/threads:n/contestant.
 //
-// Its figures: ns_per_op, the nanoseconds for which a thread is busy with one operation
-// (with two threads that do not hinder each other it is what it is with one), and
-// ns_per_node where there are nodes.
+// Its figure: ns_per_op, the nanoseconds for which a thread is busy with one operation
+// (with two threads that do not hinder each other it is what it is with one).
 void Register(Measurement measurement);
 
 // Runs all measurements whose name `filter`, a regular expression, finds (all when it is

@@ -221,6 +221,7 @@ TEST_F(MergeProgram, SaysInOneLineWhatIsWrongAndLeavesTheFileAlone) {
       {{"merge", base, base, "-o", out.Path(), "--two-level"},
        2,
        "unknown option --two-level" + tail},
+      {{"merge", base, base, "-o", out.Path(), "--json"}, 2, "unknown option --json" + tail},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.line);

@@ -271,6 +271,8 @@ TEST(Program, RefusesWrongUsageWithExitCode2) {
       {{"get", "x"}, "PATH is required"},
       {{"search", "x"}, "PATH is required"},
       {{"get", "x", "y", "z"}, "too many arguments: z"},
+      {{"convert", "x", "y", "z", "-"}, "too many arguments: z -"},
+      {{"convert", "x", "y", "--color", "always"}, "unknown option --color"},
       {{"print", "--frob", "x"}, "unknown option --frob"},
       {{"print", "x", "-d"}, "unknown option -d"},
       {{"ls", "x", "--all"}, "unknown option --all"},
@@ -291,8 +293,43 @@ TEST(Program, RefusesWrongUsageWithExitCode2) {
 
 TEST(Program, TakesSharedOptionsBeforeTheCommandAndDashesAsPaths) {
   ExpectOutput(RunProgram({"--format", "json", "get", "-", "print"}, R"({"print": 1})"), "1\n");
+  ExpectOutput(RunProgram({"--color", "never", "--json", "get", "-", "a"}, R"({"a": 1})"),
+               "{\"path\":\"a\",\"kind\":\"number\",\"value\":\"1\"}\n");
   ExpectOutput(RunProgram({"get", "-", "--", "--x"}, R"({"--x": 1})"), "1\n");
   ExpectLine(RunProgram({"get", "--", "-x", "y"}), 1, "-x: no such file or directory");
+}
+
+TEST(Program, OffersPrintingOptionsToCommandsThatPrint) {
+  for (const char* const command :
+       {"print", "get", "ls", "search", "stats", "explain", "diff", "checksum"}) {
+    const RunResult help = RunProgram({command, "--help"});
+    EXPECT_NE(help.out.find("\n  --json "), std::string::npos) << command;
+    EXPECT_NE(help.out.find("\n  --color WHEN "), std::string::npos) << command;
+  }
+}
+
+TEST(Program, RefusesPrintingOptionsToCommandsThatWriteAFile) {
+  const std::string json = Data("sample.json");
+  const Arguments commands[] = {{"export", json, "-o", "-"},
+                                {"convert", json, "-", "--to", "text"},
+                                {"merge", json, json, "-o", "-", "--to", "text"},
+                                {"changes", json, json, "-o", "-", "--to", "text"}};
+  for (const Arguments& command : commands) {
+    for (const std::string option : {"--json", "--color=never"}) {
+      SCOPED_TRACE(command[0] + " " + option);
+      Arguments behind = command;
+      behind.push_back(option);
+      ExpectLine(RunProgram(behind), 2, "unknown option " + option + "; see cfgtree --help");
+      Arguments in_front = command;
+      in_front.insert(in_front.begin(), option);
+      ExpectLine(
+          RunProgram(in_front), 2,
+          command[0] + " takes no " + option.substr(0, option.find('=')) + "; see cfgtree --help");
+    }
+    const RunResult help = RunProgram({command[0], "--help"});
+    EXPECT_EQ(help.out.find("--json "), std::string::npos) << help.out;
+    EXPECT_EQ(help.out.find("--color"), std::string::npos) << help.out;
+  }
 }
 
 TEST(Program, RefusesBadInputWithExitCode1) {

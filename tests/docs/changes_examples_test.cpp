@@ -198,7 +198,7 @@ TEST(ChecksumInTheDocs, DependsOnNeitherFlagsNorNumbersNorPlace) {
 
 TEST(ChecksumInTheDocs, EndsATextAtItsZeroByte) {
   EXPECT_EQ(Leaf("a", "1")->GetChecksumIgnoreOrder(),
-            Leaf("a", std::string("1\0x", 3))->GetChecksumIgnoreOrder());
+            Leaf("a", Bytes("1\0x"))->GetChecksumIgnoreOrder());
 }
 
 // --- Records -----------------------------------------------------------------

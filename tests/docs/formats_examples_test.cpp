@@ -86,7 +86,7 @@ TEST(SerializedTreeInTheDocs, ShowsByItsFirstEightBytesWhetherItHasAHeader) {
 
 TEST(SerializedTreeInTheDocs, EndsWithZerosWhereATextHasAZeroByteInside) {
   Tree_NodePtr top = Inner("cfg");
-  Tree_NodePtr leaf = Leaf("a", std::string("x\0yz", 4));
+  Tree_NodePtr leaf = Leaf("a", Bytes("x\0yz"));
   top->Add(leaf);
   EXPECT_EQ(Serialized(Plant("cfg(a=x)")) + std::string(3, '\0'), Serialized(top));
   EXPECT_TRUE(Read(Serialized(top)).isNull());

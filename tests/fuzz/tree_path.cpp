@@ -18,8 +18,6 @@
 namespace fuzz {
 namespace {
 
-using property::Rw;
-
 constexpr int kMostNodes = 600;
 
 std::vector<std::string> Split(const std::string& path) {
@@ -35,7 +33,8 @@ std::vector<std::string> Split(const std::string& path) {
 }
 
 void RequireSegment(Tree_Path& path, const std::string& expected, bool last, bool as_chars) {
-  const std::string segment = as_chars ? std::string(path.GetRootAsCharPtr()) : Str(path.GetRoot());
+  const std::string segment =
+      as_chars ? std::string(path.GetRootAsCharPtr()) : Text(path.GetRoot());
   Require(segment == expected, "a segment is " + property::Show(segment));
   Require(path.IsOnlyRoot() == (last ? 1 : 0), "the path has its end elsewhere");
 }
@@ -45,7 +44,7 @@ void RequireSplit(const std::string& text) {
   if (text.find('\0') != text.npos) {
     // A zero byte ends a segment as a backslash does, but does not count as one.
     naive::Path expected(text);
-    Tree_Path path(Rw(text));
+    Tree_Path path(Bytes(text));
     for (std::size_t i = 0; i < text.size() + 2; ++i) {
       const std::string segment = expected.GetRoot();
       RequireSegment(path, segment, expected.IsOnlyRoot() != 0, i % 2 == 0);
@@ -53,9 +52,9 @@ void RequireSplit(const std::string& text) {
     return;
   }
   const std::vector<std::string> segments = Split(text);
-  Tree_Path path(Rw(text));
+  Tree_Path path(Bytes(text));
   Require(path.IsOnlyRoot() == 0, "the path ends before it begins");
-  Tree_Path assigned(Rw("x\\y"));
+  Tree_Path assigned(Bytes("x\\y"));
   for (std::size_t i = 0; i < segments.size() + 2; ++i) {
     const bool last = i + 1 >= segments.size();
     const std::string& expected = segments[std::min(i, segments.size() - 1)];
@@ -117,10 +116,10 @@ class Trees {
   }
 
   void RequireSameNode(naive::Node& model, Tree_Node& library) {
-    RequireSameText(model.name, Str(library.GetKeyName()), "a name");
+    RequireSameText(model.name, Text(library.GetKeyName()), "a name");
     Require(model.IsLeaf() == library.IsLeaf(), "one is a leaf, the other is none");
     Require(model.GetChildCount() == library.GetChildCount(), "the numbers of children differ");
-    if (model.name != Str(library.GetKeyName())) model.name = Str(library.GetKeyName());
+    if (model.name != Text(library.GetKeyName())) model.name = Text(library.GetKeyName());
     for (int i = 0; i < model.GetChildCount(); ++i) {
       RequireSameNode(*model.GetChildAt(i), *library.GetChildAt(i));
     }
@@ -129,14 +128,14 @@ class Trees {
   void RequireSameResult(const naive::Handle& model, const Tree_NodePtr& library) {
     Require((model == nullptr) == library.isNull(), "one finds a node, the other none");
     if (model == nullptr) return;
-    RequireSameText(model->GetPath(), Str(library->GetPath()), "a path");
+    RequireSameText(model->GetPath(), Text(library->GetPath()), "a path");
     Require(model->IsLeaf() == library->IsLeaf(), "one finds a leaf, the other none");
     Require((model == m_model) == (library == m_library), "one finds the top, the other not");
   }
 
   void Create(const std::string& text) {
     naive::Path model_path(text);
-    Tree_Path path(Rw(text));
+    Tree_Path path(Bytes(text));
     const naive::Handle made = m_model->GetOrCreateRelativeNode(model_path, m_model);
     const Tree_NodePtr node = m_library->GetOrCreateRelativeNode(path, m_library);
     RequireSameResult(made, node);
@@ -149,12 +148,12 @@ class Trees {
     const std::string above = cut == text.npos ? "" : text.substr(0, cut);
     const std::string name = cut == text.npos ? text : text.substr(cut + 1);
     naive::Path model_path(above);
-    Tree_Path path(Rw(above));
+    Tree_Path path(Bytes(above));
     const naive::Handle parent = m_model->GetRelativeNode(model_path, m_model);
     const Tree_NodePtr node = m_library->GetRelativeNode(path, m_library);
     RequireSameResult(parent, node);
     if (parent == nullptr) return;
-    Tree_NodePtr leaf(new Tree_Node(Rw(name), new Tree_Value(Rw(text), 0)));
+    Tree_NodePtr leaf(new Tree_Node(Bytes(name), new Tree_Value(Bytes(text), 0)));
     const int added =
         parent->Add(naive::Node::Make(m_world, name, new naive::Value(m_world, text, 0)));
     Require(node->Add(leaf) == added, "one takes the leaf, the other does not");
@@ -163,23 +162,23 @@ class Trees {
   void LookUp(const std::string& text) {
     for (const bool by_ref : {false, true}) {
       naive::Path model_path(text);
-      Tree_Path path(Rw(text));
+      Tree_Path path(Bytes(text));
       const naive::Handle found = m_model->GetRelativeNode(model_path, m_model);
       RequireSameResult(found, by_ref ? m_library->GetRelativeNodeByRef(path, m_library)
                                       : m_library->GetRelativeNode(path, m_library));
       Require(model_path.IsOnlyRoot() == path.IsOnlyRoot(), "the path was read to elsewhere");
     }
-    RWCString name = Rw(text);
+    RWCString name = Bytes(text);
     RequireSameResult(m_model->Get(text, m_model), m_library->Get(name, m_library));
     RequireSameResult(m_model->GetByRef(text, m_model), m_library->GetByRef(name, m_library));
   }
 
   void LookUpSubTree(const std::string& text) {
     naive::Path model_path(text);
-    Tree_Path path(Rw(text));
+    Tree_Path path(Bytes(text));
     RequireSameResult(m_model->GetRelativeSubTree(model_path, m_model),
                       m_library->GetRelativeSubTree(path, m_library));
-    RWCString whole = Rw(text);
+    RWCString whole = Bytes(text);
     const int index = static_cast<int>(text.size() % 4) - 1;
     RequireSameResult(m_model->GetRelativeSubTree(text, index, m_model),
                       m_library->GetRelativeSubTree(whole, index, m_library));
@@ -190,20 +189,20 @@ class Trees {
   void Search(const std::string& text) {
     for (const int strip_top : {0, 1}) {
       RequireSameText(property::Show(m_model->Search(text, m_model, strip_top)),
-                      property::Show(m_library->Search(Rw(text), m_library, strip_top)),
+                      property::Show(m_library->Search(Bytes(text), m_library, strip_top)),
                       "a search");
     }
   }
 
   void Read(const std::string& text) {
-    RWCString path = Rw(text);
-    RequireSameText(m_model->GetValue(text, m_model), Str(m_library->GetValue(path, m_library)),
+    RWCString path = Bytes(text);
+    RequireSameText(m_model->GetValue(text, m_model), Text(m_library->GetValue(path, m_library)),
                     "a value");
     for (int i = -1; i < 4; ++i) {
       RequireSameText(m_model->GetValue(text, i, m_model),
-                      Str(m_library->GetValue(path, i, m_library)), "a value by its number");
+                      Text(m_library->GetValue(path, i, m_library)), "a value by its number");
       RequireSameText(m_model->GetValueName(text, i, m_model),
-                      Str(m_library->GetValueName(path, i, m_library)), "a name by its number");
+                      Text(m_library->GetValueName(path, i, m_library)), "a name by its number");
     }
     Require(
         m_model->GetValueNum(text, m_model) == m_library->GetValueNum(path, m_library) &&
@@ -216,7 +215,7 @@ class Trees {
   }
 
   void Remove(const std::string& text) {
-    Require(m_model->Remove(text) == m_library->Remove(Rw(text)), "only one removes a child");
+    Require(m_model->Remove(text) == m_library->Remove(Bytes(text)), "only one removes a child");
   }
 
   naive::World m_world;

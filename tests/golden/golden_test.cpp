@@ -121,15 +121,11 @@ struct Tree {
   std::vector<Serialization> files;
 };
 
-RWCString Rw(const std::string& text) {
-  return RWCString(text.data(), text.size());
-}
-
 Tree_NodePtr NodeOf(const std::vector<Token>& tokens) {
-  if (tokens.size() == 1) return Inner(Rw(tokens[0].text));
+  if (tokens.size() == 1) return Inner(Bytes(tokens[0].text));
   EXPECT_EQ("=", tokens[1].text);
   const int flag = tokens.size() > 3 ? std::atoi(tokens[3].text.c_str()) : 0;
-  return Leaf(Rw(tokens[0].text), Rw(tokens.at(2).text), flag);
+  return Leaf(Bytes(tokens[0].text), Bytes(tokens.at(2).text), flag);
 }
 
 Serialization SerializationOf(const std::vector<Token>& tokens) {
@@ -209,11 +205,11 @@ std::string Taken(char* buffer, int size) {
 
 // By way of the list of records, which is what a header with a path needs.
 std::string BytesOfList(Tree_NodePtr& top, const Serialization& file) {
-  RWCString skip_name = Rw(file.skip_name);
+  RWCString skip_name = Bytes(file.skip_name);
   int size = -1;
   char* const buffer = Tree_Node::GetSerializeIdNodeInfoVec(
-      Tree_Node::GetIdNodeVecFromTreeSkipPath(top, nullptr, skip_name), size, Rw(file.header_path),
-      file.with_header, false);
+      Tree_Node::GetIdNodeVecFromTreeSkipPath(top, nullptr, skip_name), size,
+      Bytes(file.header_path), file.with_header, false);
   return Taken(buffer, size);
 }
 
@@ -223,7 +219,7 @@ std::string BytesOfTree(Tree_NodePtr& top, const Serialization& file) {
     char* const buffer = Tree_Node::GetSerializedTreeNode(top, size, file.with_header);
     return Taken(buffer, size);
   }
-  RWCString skip_name = Rw(file.skip_name);
+  RWCString skip_name = Bytes(file.skip_name);
   char* const buffer =
       Tree_Node::GetSerializedTreeNodeSkipPath(top, size, file.with_header, skip_name);
   return Taken(buffer, size);

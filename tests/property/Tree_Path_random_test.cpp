@@ -16,7 +16,7 @@
 
 #include "Tree/Tree_Path.h"
 #include "property/settings.h"
-#include "rw/RWCString.h"
+#include "support/StringText.h"
 
 namespace {
 
@@ -81,8 +81,6 @@ class RandomPaths : public testing::Test {
     return path;
   }
 
-  static RWCString Rw(const std::string& text) { return RWCString(text.data(), text.size()); }
-
   Pair Make() {
     const std::string text = Path();
     Pair pair;
@@ -90,9 +88,9 @@ class RandomPaths : public testing::Test {
       pair.path = std::make_unique<Tree_Path>();
       EXPECT_EQ(nullptr, pair.path->GetRootAsCharPtr());
       EXPECT_EQ(0, pair.path->IsOnlyRoot());
-      pair.path->SetPath(Rw(text));
+      pair.path->SetPath(Bytes(text));
     } else {
-      pair.path = std::make_unique<Tree_Path>(Rw(text));
+      pair.path = std::make_unique<Tree_Path>(Bytes(text));
     }
     pair.reader.segments = Split(text);
     return pair;

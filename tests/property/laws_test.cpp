@@ -175,10 +175,10 @@ enum class Order { kKept, kIgnored };
 // an inner node and the value of an inner node as none: so do copies take them.
 std::string Content(const Tree_NodePtr& node, Order order) {
   if (node.isNull()) return "null";
-  std::string text = testing::PrintToString(Str(node->GetKeyName()));
+  std::string text = testing::PrintToString(Text(node->GetKeyName()));
   Tree_Value* const value = node->IsLeaf() ? node->GetTreeValue() : nullptr;
   if (value != nullptr) {
-    text += "=" + testing::PrintToString(Str(value->GetValue())) + "*" +
+    text += "=" + testing::PrintToString(Text(value->GetValue())) + "*" +
             std::to_string(value->IsChange());
   }
   std::vector<std::string> children;
@@ -201,11 +201,11 @@ std::string Everything(const Tree_NodePtr& top) {
     text += testing::PrintToString(std::pair(static_cast<const void*>(node.get()),
                                              std::pair(static_cast<const void*>(node->GetParent()),
                                                        static_cast<const void*>(value)))) +
-            testing::PrintToString(Str(node->GetKeyName())) + (node->IsLeaf() ? "=" : "(") +
+            testing::PrintToString(Text(node->GetKeyName())) + (node->IsLeaf() ? "=" : "(") +
             std::to_string(node->GetChildCount()) + "#" + std::to_string(node->GetId()) + "@" +
-            Str(node->GetVirtualParentPath());
+            Text(node->GetVirtualParentPath());
     if (value != nullptr) {
-      text += testing::PrintToString(Str(value->GetValue())) + std::to_string(value->IsChange());
+      text += testing::PrintToString(Text(value->GetValue())) + std::to_string(value->IsChange());
     }
     text += "\n";
   }
@@ -256,16 +256,16 @@ Tree_NodePtr Built(Records* records, const char* root_path) {
 // together, sorted by name.
 std::string Rebuilt(const std::vector<Tree_NodePtr>& of_one_path) {
   const Tree_NodePtr& first = of_one_path[0];
-  std::string text = testing::PrintToString(Str(first->GetKeyName()));
+  std::string text = testing::PrintToString(Text(first->GetKeyName()));
   Tree_Value* const value = first->IsLeaf() ? first->GetTreeValue() : nullptr;
   if (value != nullptr && value->GetValue().length() != 0) {
-    text += "=" + testing::PrintToString(Str(value->GetValue())) + "*" +
+    text += "=" + testing::PrintToString(Text(value->GetValue())) + "*" +
             std::to_string(value->IsChange());
   }
   std::map<std::string, std::vector<Tree_NodePtr>> by_name;
   for (const Tree_NodePtr& node : of_one_path) {
     for (int i = 0; i < node->GetChildCount(); ++i) {
-      by_name[Str(node->GetChildAt(i)->GetKeyName())].push_back(node->GetChildAt(i));
+      by_name[Text(node->GetChildAt(i)->GetKeyName())].push_back(node->GetChildAt(i));
     }
   }
   if (by_name.empty()) return text;
@@ -288,8 +288,8 @@ void ExpectRebuilt(Random& random, const Kind& kind) {
   ASSERT_EQ(static_cast<std::size_t>(tree->GetNodeNum()), records->entries());
   Tree_NodePtr built = Built(records, root_path);
   ASSERT_FALSE(built.isNull());
-  EXPECT_EQ(root.substr(root.rfind('\\') + 1), Str(built->GetKeyName()));
-  EXPECT_EQ(root, Str(built->GetVirtualParentPath()));
+  EXPECT_EQ(root.substr(root.rfind('\\') + 1), Text(built->GetKeyName()));
+  EXPECT_EQ(root, Text(built->GetVirtualParentPath()));
   ASSERT_EQ(1, built->GetChildCount());
   EXPECT_EQ(Rebuilt({tree}), Content(built->GetChildAt(0), Order::kKept));
   if (!kind.duplicates && !kind.lost_values) {
@@ -354,7 +354,7 @@ void Shuffle(Random& random, const Tree_NodePtr& top) {
     std::map<std::string, std::vector<Tree_NodePtr>> by_name;
     while (node->GetChildCount() > 0) {
       children.push_back(node->GetChildAt(0));
-      by_name[Str(children.back()->GetKeyName())].push_back(children.back());
+      by_name[Text(children.back()->GetKeyName())].push_back(children.back());
       node->Remove(0);
     }
     for (std::size_t i = children.size(); i > 1; --i) {
@@ -363,7 +363,7 @@ void Shuffle(Random& random, const Tree_NodePtr& top) {
     }
     std::map<std::string, std::size_t> next;
     for (const Tree_NodePtr& child : children) {
-      const std::string name = Str(child->GetKeyName());
+      const std::string name = Text(child->GetKeyName());
       Tree_NodePtr in_turn = by_name[name][next[name]++];
       node->Insert(in_turn, node->GetChildCount(), -1);
     }
@@ -407,12 +407,12 @@ TEST(Laws, AChecksumSeesEveryChangedNameAndValue) {
       if (node->IsLeaf() && random.OneIn(2)) {
         const RWCString value = RandomValue(random, kind);
         if (value == node->GetTreeValue()->GetValue()) continue;
-        what = Str(node->GetTreeValue()->GetValue()) + " becomes " + Str(value);
+        what = Text(node->GetTreeValue()->GetValue()) + " becomes " + Text(value);
         node->GetTreeValue()->SetValue(value);
       } else {
         const RWCString name = RandomName(random, kind);
         if (name == node->GetKeyName()) continue;
-        what = Str(node->GetKeyName()) + " is renamed to " + Str(name);
+        what = Text(node->GetKeyName()) + " is renamed to " + Text(name);
         node->SetKeyName(name);
       }
       EXPECT_NE(before, tree->GetChecksumIgnoreOrder()) << what;
@@ -654,7 +654,7 @@ void PlantAreas(Random& random, const char* side, Tree_NodePtr& tree, int& areas
 }
 
 bool IsOfAnArea(const RWCString& name) {
-  const std::string text = Str(name);
+  const std::string text = Text(name);
   return text == "blobencoding" || text.compare(0, 5, "chunk") == 0;
 }
 
@@ -690,7 +690,7 @@ TEST(Laws, AChunkAreaInAResultIsWhollyOneSides) {
       for (int i = 0; i < node->GetChildCount(); ++i) {
         const Tree_NodePtr& child = node->GetChildAt(i);
         if (!IsOfAnArea(child->GetKeyName())) continue;
-        const std::string of = Str(child->GetTreeValue()->GetValue());
+        const std::string of = Text(child->GetTreeValue()->GetValue());
         EXPECT_TRUE(size == 0 || of == area) << of << " beside " << area;
         area = of;
         ++size;

@@ -48,7 +48,7 @@ class RandomOperations : public testing::Test {
       Tree_NodePtr child = Inner("child", {Leaf("leaf", "value")});
       top->Add(child);
     }
-    const auto intern = [&](const std::string& text) { top->SetKeyName(property::Rw(text)); };
+    const auto intern = [&](const std::string& text) { top->SetKeyName(Bytes(text)); };
     for (const std::string& text : property::kNames) intern(text);
     for (const std::string& text : property::kOddNames) {
       intern(text);
@@ -58,9 +58,9 @@ class RandomOperations : public testing::Test {
       }
     }
     // These are not names yet.
-    for (const std::string& text : property::kZeroNames) Tree_Value value(property::Rw(text), 0);
-    for (const std::string& text : property::kValues) Tree_Value value(property::Rw(text), 0);
-    for (const std::string& text : property::kVirtualPaths) Tree_Value value(property::Rw(text), 0);
+    for (const std::string& text : property::kZeroNames) Tree_Value value(Bytes(text), 0);
+    for (const std::string& text : property::kValues) Tree_Value value(Bytes(text), 0);
+    for (const std::string& text : property::kVirtualPaths) Tree_Value value(Bytes(text), 0);
   }
 
   void Run(bool zero_names) {

@@ -355,13 +355,13 @@ class Round {
     if (m_world.known.count(&library) != 0) Part("The library yields an old node.");
     model.real = &library;
     m_world.known[&library] = &model;
-    const std::string name = Str(library.GetKeyName());
+    const std::string name = Text(library.GetKeyName());
     if (!Matches(model.name, name)) Part("A new node is called " + Show(name) + ".");
     if (model.name != name) {
       CompareWithClock(name);
       // From here on the clock plays no part: the round can be repeated.
       model.name = kNames[static_cast<std::size_t>(model.serial) % kNames.size()];
-      library.SetKeyName(Rw(model.name));
+      library.SetKeyName(Bytes(model.name));
     }
     if (model.parent == nullptr || model.parent->real != nullptr) return;
     if (library.GetParent() == nullptr) {

@@ -583,7 +583,7 @@ void Round::ChangeLevel() {
 void Round::ChangeSeparator() {
   const std::string separator = kSeparators[Below(std::size(kSeparators))];
   m_world.separator = separator;
-  Tree_Node::separator = Rw(separator);
+  Tree_Node::separator = Bytes(separator);
   m_story.push_back("separator " + Show(separator));
 }
 

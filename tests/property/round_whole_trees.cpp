@@ -58,14 +58,14 @@ std::string Serialized(ModelSide& side, const Place& at, const HowToSerialize& h
 }
 std::string Serialized(LibrarySide&, const Place& at, const HowToSerialize& how) {
   Tree_NodePtr& tree = *at.library;
-  RWCString skip_name = Rw(how.skip_name);
+  RWCString skip_name = Bytes(how.skip_name);
   int size = -7;
   std::unique_ptr<char[]> bytes;
   if (how.in_two_steps) {
     auto* const records = how.with_skip_name
                               ? Tree_Node::GetIdNodeVecFromTreeSkipPath(tree, nullptr, skip_name)
                               : Tree_Node::GetIdNodeVecFromTree(tree, nullptr);
-    bytes.reset(Tree_Node::GetSerializeIdNodeInfoVec(records, size, Rw(how.virtual_path),
+    bytes.reset(Tree_Node::GetSerializeIdNodeInfoVec(records, size, Bytes(how.virtual_path),
                                                      how.header, how.keep_records));
     if (how.keep_records && records != nullptr) {
       for (std::size_t i = 0; i < records->entries(); ++i) delete records->at(i);
@@ -87,8 +87,8 @@ std::string Shown(const naive::PathRecord& record) {
 }
 std::string Shown(const Tree_NodeInfo& record) {
   const std::size_t index = record.GetParentPath().length();
-  return Shown(naive::PathRecord{Str(record.GetPath()), static_cast<int>(index),
-                                 Str(record.GetValue()), record.IsChange()});
+  return Shown(naive::PathRecord{Text(record.GetPath()), static_cast<int>(index),
+                                 Text(record.GetValue()), record.IsChange()});
 }
 
 std::string Converted(ModelSide&, const Place& at, const std::string& parent_path, bool sorted) {
@@ -99,7 +99,7 @@ std::string Converted(ModelSide&, const Place& at, const std::string& parent_pat
   return text;
 }
 std::string Converted(LibrarySide&, const Place& at, const std::string& parent_path, bool sorted) {
-  RWCString path = Rw(parent_path);
+  RWCString path = Bytes(parent_path);
   std::vector<Tree_NodeInfo*> records;
   if (sorted) {
     Records list;
@@ -127,15 +127,15 @@ Tree_NodePtr Built(LibrarySide&, const Place& at, const naive::PathRecords& reco
   if (!records.empty() || root_path.size() % 2 == 0) list = std::make_unique<Records>();
   for (const naive::PathRecord& given : records) {
     auto record = std::make_unique<Tree_NodeInfo>();
-    RWCString path = Rw(given.path);
-    RWCString value = Rw(given.value);
+    RWCString path = Bytes(given.path);
+    RWCString value = Bytes(given.value);
     record->SetPath(path);
     record->SetParentPathIndex(given.index);
     if (!given.value.empty()) record->SetValue(value);
     record->SetIsChange(given.flag);
     list->insert(record.release());
   }
-  RWCString root = Rw(root_path);
+  RWCString root = Bytes(root_path);
   const bool taken = !root_path.empty() && root_path.back() != '\\';
   Records* const handed_over = taken ? list.release() : list.get();
   Tree_NodePtr top = (*at.library)->BuildSubTree(handed_over, root);

@@ -29,10 +29,6 @@ struct Parted {
   std::string what;
 };
 
-inline RWCString Rw(const std::string& text) {
-  return RWCString(text.data(), text.size());
-}
-
 // --- The two sides ----------------------------------------------------------------
 
 // One handle, on both sides.
@@ -94,18 +90,18 @@ struct LibrarySide {
 
   Node* At(const Place& place) const { return place.library->get(); }
   Tree_NodePtr& In(const Place& place) const { return *place.library; }
-  static RWCString Text(const std::string& text) { return Rw(text); }
-  static Path MakePath(const std::string& path) { return Path(Rw(path)); }
+  static RWCString Text(const std::string& text) { return Bytes(text); }
+  static Path MakePath(const std::string& path) { return Path(Bytes(path)); }
   static const char* Chars(const std::string& text) { return text.c_str(); }
 
-  Tree_NodePtr Make(const std::string& name) const { return new Tree_Node(Rw(name)); }
+  Tree_NodePtr Make(const std::string& name) const { return new Tree_Node(Bytes(name)); }
   Tree_NodePtr Make(const std::string& name, const std::string& value, int flag) const {
-    return new Tree_Node(Rw(name), new Tree_Value(Rw(value), flag));
+    return new Tree_Node(Bytes(name), new Tree_Value(Bytes(value), flag));
   }
   void SetTreeValue(Node* node, const std::string* value, int flag) const {
     const Quiet quiet;
     Tree_Value* old = node->GetTreeValue();
-    node->SetTreeValue(value == nullptr ? nullptr : new Tree_Value(Rw(*value), flag));
+    node->SetTreeValue(value == nullptr ? nullptr : new Tree_Value(Bytes(*value), flag));
     delete old;
   }
   std::string NameOf(const Node* node) const {
@@ -119,7 +115,7 @@ inline std::string Show(const std::string& text) {
   return testing::PrintToString(text);
 }
 inline std::string Show(const RWCString& text) {
-  return Show(Str(text));
+  return Show(Text(text));
 }
 inline std::string Show(long long number) {
   return std::to_string(number);

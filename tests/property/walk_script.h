@@ -31,20 +31,20 @@ inline Handle NewChild(naive::Node* at, const std::string& name, bool leaf) {
   return naive::Node::Make(world, name, leaf ? new naive::Value(world, "new", 1) : nullptr);
 }
 inline Tree_NodePtr NewChild(Tree_Node*, const std::string& name, bool leaf) {
-  if (leaf) return new Tree_Node(Rw(name), new Tree_Value("new", 1));
-  return new Tree_Node(Rw(name));
+  if (leaf) return new Tree_Node(Bytes(name), new Tree_Value("new", 1));
+  return new Tree_Node(Bytes(name));
 }
 inline std::string NameAsText(naive::Node* node) {
   return node->GetKeyName();
 }
 inline std::string NameAsText(Tree_Node* node) {
-  return Str(node->GetKeyName());
+  return Text(node->GetKeyName());
 }
 inline void Rename(naive::Node* node, const std::string& name) {
   node->SetKeyName(name);
 }
 inline void Rename(Tree_Node* node, const std::string& name) {
-  node->SetKeyName(Rw(name));
+  node->SetKeyName(Bytes(name));
 }
 
 // The node's place among its parent's children, -1 when it has none.

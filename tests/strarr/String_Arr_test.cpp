@@ -411,8 +411,9 @@ TEST(StringArr, HoldsTwentyThousandStrings) {
 }
 
 TEST(StringArr, LosesNothingWhenMemoryRunsOut) {
+  if (!HeapIsCounted()) GTEST_SKIP() << "needs the counting heap";
   const int made = FailEveryAllocation([] { String_Arr array(10); }, [] {});
-  EXPECT_EQ(HeapIsCounted(), made > 0);
+  EXPECT_LT(0, made);
 
   String_Arr array(2);
   array.AddStr("a", 1);
@@ -425,7 +426,7 @@ TEST(StringArr, LosesNothingWhenMemoryRunsOut) {
     EXPECT_EQ(nullptr, array.GetStr(array.GetArrLen()));
   };
   const int grown = FailEveryAllocation([&] { array.SetStr(30, "x", 1); }, expect_sound);
-  EXPECT_EQ(HeapIsCounted(), grown > 0);
+  EXPECT_LT(0, grown);
   EXPECT_STREQ("x", array.GetStr(30));
 }
 

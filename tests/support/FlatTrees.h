@@ -85,8 +85,8 @@ class FlatList {
 // "2<0 port=80*7": id, id of the parent, name, value if there is one, flag unless it is 0.
 inline std::string Shown(const Tree_IdNodeInfo& record) {
   std::string text = std::to_string(record.GetId()) + "<" + std::to_string(record.GetParentId());
-  text += " " + (record.GetRWPath() == nullptr ? "(none)" : Str(*record.GetRWPath()));
-  if (record.GetRWValue() != nullptr) text += "=" + Str(*record.GetRWValue());
+  text += " " + (record.GetRWPath() == nullptr ? "(none)" : Text(*record.GetRWPath()));
+  if (record.GetRWValue() != nullptr) text += "=" + Text(*record.GetRWValue());
   if (record.IsChange() != 0) text += "*" + std::to_string(record.IsChange());
   return text;
 }

@@ -219,7 +219,7 @@ inline void Collect(Tree_Node& node, const RWCString& path, Tree_NodePtr& this_p
                     std::vector<std::string>& results) {
   Tree_Path reader(path);
   Tree_NodePtr found = GetRelativeNode(node, reader, this_ptr);
-  if (!found.isNull()) results.push_back(Str(GetPath(*found)));
+  if (!found.isNull()) results.push_back(Text(GetPath(*found)));
   for (int i = 0; i < node.GetChildCount(); ++i) {
     Tree_NodePtr& child = node.GetChildAt(i);
     Collect(*child, path, child, results);
@@ -246,7 +246,7 @@ inline String_Arr* Search(Tree_Node& node, const RWCString& path, Tree_NodePtr& 
   }
   String_Arr* const array = new String_Arr(static_cast<int>(results.size()));
   for (std::size_t i = 0; i < results.size(); ++i) {
-    const std::string separator = Str(Tree_Node::separator);
+    const std::string separator = Text(Tree_Node::separator);
     const std::size_t at = results[i].find(separator);
     if (strip_top != 0 && at != std::string::npos) results[i].erase(0, at + separator.size());
     array->SetStr(static_cast<int>(i), results[i].c_str(), -1);

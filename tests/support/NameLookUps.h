@@ -27,7 +27,7 @@ inline std::string Name(int number) {
 inline Tree_NodePtr Wide(int children) {
   Tree_NodePtr top = Inner("top");
   for (int i = 0; i < children; ++i) {
-    Tree_NodePtr child = Inner(Name(i));
+    Tree_NodePtr child = Inner(Bytes(Name(i)));
     top->Add(child);
   }
   return top;

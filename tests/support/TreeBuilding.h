@@ -54,7 +54,7 @@ inline Lines OfTheTree(LogCapture& log) {
 
 inline Tree_NodePtr Build(RecordList* list, const std::string& root_path = "top") {
   Tree_NodePtr asked = Inner("asked");
-  RWCString path = Rw(root_path);
+  RWCString path = Bytes(root_path);
   Tree_NodePtr built = asked->BuildSubTree(list, path);
   EXPECT_EQ(root_path, Text(path));
   EXPECT_EQ("asked", Draw(asked));

@@ -8,13 +8,13 @@
 #ifndef TREE_TESTS_SUPPORT_TREEMAKING_H
 #define TREE_TESTS_SUPPORT_TREEMAKING_H
 
-#include <cstddef>
 #include <new>
 #include <string>
 #include <vector>
 
 #include "Tree/Tree_Node.h"
 #include "support/LeakCheck.h"
+#include "support/StringText.h"
 
 inline Tree_NodePtr Leaf(const RWCString& name, const RWCString& value, int is_change = 0) {
   Tree_NodePtr node(new Tree_Node("leaf", new Tree_Value(value, is_change)));
@@ -49,17 +49,6 @@ inline Tree_NodePtr Chain(int count, const RWCString& name, Tree_NodePtr& bottom
   return top;
 }
 
-// A string literal with everything in it, zero bytes included.
-template <std::size_t N>
-RWCString Bytes(const char (&literal)[N]) {
-  return RWCString(literal, N - 1);
-}
-
-// The bytes of a string, for comparing and printing.
-inline std::string Str(const RWCString& text) {
-  return std::string(text.data(), text.length());
-}
-
 // Interns every name that a nameless node may get, so that a test which makes such
 // nodes leaves no string behind that was not known before.
 inline void InternNamesMadeAfterTheClock() {
@@ -71,7 +60,7 @@ inline void InternNamesMadeAfterTheClock() {
 
 // Calls `operation` with the heap denied after 0, 1, 2, ... allocations until it comes
 // through, and calls `check` after every failure.  The result is the number of
-// failures; 0 where the heap cannot be denied.
+// failures; 0 where the heap is not counted, so that it cannot be denied.
 template <class Operation, class Check>
 int FailEveryAllocation(Operation operation, Check check) {
   for (int failures = 0;; ++failures) {

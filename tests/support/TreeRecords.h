@@ -19,13 +19,10 @@
 #include <vector>
 
 #include "Tree/Tree_Node.h"
+#include "support/StringText.h"
 
 using RecordList = Zel_PtrSortedVector<Tree_NodeInfo>;
 using Texts = std::vector<std::string>;
-
-inline RWCString Rw(const std::string& text) {
-  return RWCString(text.data(), text.size());
-}
 
 struct RecordText {
   explicit RecordText(std::string text) {
@@ -64,13 +61,13 @@ inline Tree_NodeInfo* NewRecordWithoutPath(const RecordText& text) {
   std::unique_ptr<Tree_NodeInfo> record(new Tree_NodeInfo);
   record->SetParentPathIndex(text.index);
   record->SetIsChange(text.is_change);
-  RWCString value = Rw(text.value);
+  RWCString value = Bytes(text.value);
   if (text.has_value) record->SetValue(value);
   return record.release();
 }
 
 inline void SetPath(Tree_NodeInfo& record, const std::string& text) {
-  RWCString path = Rw(text);
+  RWCString path = Bytes(text);
   record.SetPath(path);
 }
 

@@ -4,33 +4,20 @@
 //   EXPECT_EQ("cfg(net(host=h1,port=80*),z=,empty)", Draw(top));
 //
 // A name alone is an inner node, `name=value` a leaf, a `*` behind a leaf its change
-// flag.  Names and values must not contain any of ( ) , = *.  Neither function
-// recurses, so both may be used on deep trees.
+// flag.  Names and values must not contain any of ( ) , = *, and are taken as they are.
+// Neither function recurses, so both may be used on deep trees.
 
 #ifndef TREE_TESTS_SUPPORT_TREETEXT_H
 #define TREE_TESTS_SUPPORT_TREETEXT_H
 
+#include <algorithm>
+#include <cstddef>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "Tree/Tree_Node.h"
 #include "support/StringText.h"
-
-inline Tree_NodePtr Inner(const std::string& name) {
-  return Tree_NodePtr(new Tree_Node(Bytes(name)));
-}
-
-inline Tree_NodePtr Leaf(const std::string& name, const std::string& value, int is_change = 0) {
-  return Tree_NodePtr(new Tree_Node(Bytes(name), new Tree_Value(Bytes(value), is_change)));
-}
-
-// A leaf whose value is gone.
-inline Tree_NodePtr LeafWithoutValue(const std::string& name) {
-  Tree_NodePtr node = Leaf(name, "gone");
-  node->Destroy();
-  return node;
-}
+#include "support/TreeMaking.h"
 
 inline Tree_NodePtr Plant(const std::string& text) {
   Tree_NodePtr top;
@@ -47,12 +34,12 @@ inline Tree_NodePtr Plant(const std::string& text) {
     const std::size_t equals = name.find('=');
     Tree_NodePtr node;
     if (equals == std::string::npos) {
-      node = Inner(name);
+      node = Inner(Bytes(name));
     } else {
       std::string value = name.substr(equals + 1);
       const bool changed = !value.empty() && value.back() == '*';
       if (changed) value.pop_back();
-      node = Leaf(name.substr(0, equals), value, changed ? 1 : 0);
+      node = Leaf(Bytes(name.substr(0, equals)), Bytes(value), changed ? 1 : 0);
     }
     if (open.empty()) {
       top = node;

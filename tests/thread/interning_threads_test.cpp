@@ -27,29 +27,25 @@ constexpr int kStrings = 400;  // per round
 
 using Interned = std::vector<const RWCString*>;
 
-std::string Text(const char* test, int round, int number) {
+std::string Numbered(const char* test, int round, int number) {
   return std::string(test) + " " + std::to_string(round) + "." + std::to_string(number);
-}
-
-RWCString Rw(const std::string& text) {
-  return RWCString(text.data(), text.size());
 }
 
 // Interns through a node of its own.
 class Interner {
  public:
   const RWCString* Name(const std::string& text) {
-    m_node->SetKeyName(Rw(text));
+    m_node->SetKeyName(Bytes(text));
     return &m_node->GetKeyName();
   }
 
   // The text of an equal value and of an equal virtual parent path.
   const char* ValueData(const std::string& text) {
-    m_value.SetValue(Rw(text));
+    m_value.SetValue(Bytes(text));
     return m_value.GetValue().data();
   }
   const char* PathData(const std::string& text) {
-    RWCString path = Rw(text);
+    RWCString path = Bytes(text);
     m_node->SetVirtualParentPath(path);
     return m_node->GetVirtualParentPath().data();
   }
@@ -71,12 +67,12 @@ TEST(InterningThreads, GetOnePointerForOneNewString) {
       for (int i = 0; i < kStrings; ++i) {
         const int step = worker % 2 == 0 ? i : kStrings - i;
         const int number = (step + worker * kStrings / kWorkers) % kStrings;
-        mine[static_cast<std::size_t>(number)] = interner.Name(Text("same", round, number));
+        mine[static_cast<std::size_t>(number)] = interner.Name(Numbered("same", round, number));
       }
     });
     std::set<const RWCString*> distinct;
     for (std::size_t i = 0; i < kStrings; ++i) {
-      ASSERT_EQ(Text("same", round, static_cast<int>(i)), Str(*found[0][i]));
+      ASSERT_EQ(Numbered("same", round, static_cast<int>(i)), Text(*found[0][i]));
       for (const Interned& other : found) ASSERT_EQ(found[0][i], other[i]);
       distinct.insert(found[0][i]);
     }
@@ -90,14 +86,14 @@ TEST(InterningThreads, KeepDistinctStringsApart) {
   crew.Run([&](int worker) {
     Interner interner;
     for (int i = 0; i < kRounds * kStrings; ++i) {
-      found[static_cast<std::size_t>(worker)].push_back(interner.Name(Text("own", worker, i)));
+      found[static_cast<std::size_t>(worker)].push_back(interner.Name(Numbered("own", worker, i)));
     }
   });
   std::set<const RWCString*> distinct;
   for (int worker = 0; worker < kWorkers; ++worker) {
     const Interned& mine = found[static_cast<std::size_t>(worker)];
     for (std::size_t i = 0; i < mine.size(); ++i) {
-      ASSERT_EQ(Text("own", worker, static_cast<int>(i)), Str(*mine[i]));
+      ASSERT_EQ(Numbered("own", worker, static_cast<int>(i)), Text(*mine[i]));
       distinct.insert(mine[i]);
     }
   }
@@ -108,7 +104,7 @@ TEST(InterningThreads, KeepDistinctStringsApart) {
 TEST(InterningThreads, FindKnownStringsWhileOthersAddNewOnes) {
   Interner first;
   Interned known;
-  for (int i = 0; i < kStrings; ++i) known.push_back(first.Name(Text("known", 0, i)));
+  for (int i = 0; i < kStrings; ++i) known.push_back(first.Name(Numbered("known", 0, i)));
 
   Crew crew(kWorkers);
   std::vector<int> wrong(kWorkers, 0);
@@ -116,13 +112,13 @@ TEST(InterningThreads, FindKnownStringsWhileOthersAddNewOnes) {
     Interner interner;
     for (int i = 0; i < kRounds * kStrings; ++i) {
       if (worker % 2 == 0) {
-        interner.Name(Text("new", worker, i));
+        interner.Name(Numbered("new", worker, i));
         continue;
       }
       const int number = i % kStrings;
-      const std::string text = Text("known", 0, number);
+      const std::string text = Numbered("known", 0, number);
       const RWCString* found = interner.Name(text);
-      if (found != known[static_cast<std::size_t>(number)] || Str(*found) != text) {
+      if (found != known[static_cast<std::size_t>(number)] || Text(*found) != text) {
         ++wrong[static_cast<std::size_t>(worker)];
       }
     }
@@ -137,7 +133,7 @@ TEST(InterningThreads, ShareOneTextBetweenNamesValuesAndPaths) {
     crew.Run([&](int worker) {
       Interner interner;
       for (int i = 0; i < kStrings; ++i) {
-        const std::string text = Text("shared", round, i);
+        const std::string text = Numbered("shared", round, i);
         const char*& data = found[static_cast<std::size_t>(worker)][static_cast<std::size_t>(i)];
         if (worker == 0) data = interner.Name(text)->data();
         if (worker == 1) data = interner.ValueData(text);
@@ -154,7 +150,7 @@ TEST(InterningThreads, ShareOneTextBetweenNamesValuesAndPaths) {
 TEST(InterningThreads, CopyInternedStringsAndChangeTheCopies) {
   Interner first;
   Interned known;
-  for (int i = 0; i < 50; ++i) known.push_back(first.Name(Text("copied", 0, i)));
+  for (int i = 0; i < 50; ++i) known.push_back(first.Name(Numbered("copied", 0, i)));
   Crew crew(kWorkers);
   std::vector<int> wrong(kWorkers, 0);
   crew.Run([&](int worker) {
@@ -168,7 +164,7 @@ TEST(InterningThreads, CopyInternedStringsAndChangeTheCopies) {
   });
   EXPECT_EQ(std::vector<int>(kWorkers, 0), wrong);
   for (std::size_t i = 0; i < known.size(); ++i) {
-    EXPECT_EQ(Text("copied", 0, static_cast<int>(i)), Str(*known[i]));
+    EXPECT_EQ(Numbered("copied", 0, static_cast<int>(i)), Text(*known[i]));
   }
 }
 
@@ -181,7 +177,7 @@ void InternTogether(Zel_FlyweightContainer<RWCString>& container) {
   crew.Run([&](int worker) {
     for (int i = 0; i < kStrings; ++i) {
       const int number = worker % 2 == 0 ? i : kStrings - 1 - i;
-      const RWCString text = Rw(Text("small buffers", 0, number));
+      const RWCString text = Bytes(Numbered("small buffers", 0, number));
       // A caller that believes the string to be new gets the same answer.
       const bool look_up_first = (i + worker) % 3 != 0;
       found[static_cast<std::size_t>(worker)][static_cast<std::size_t>(number)] =
@@ -190,7 +186,7 @@ void InternTogether(Zel_FlyweightContainer<RWCString>& container) {
   });
   std::set<const RWCString*> distinct;
   for (std::size_t i = 0; i < kStrings; ++i) {
-    ASSERT_EQ(Text("small buffers", 0, static_cast<int>(i)), Str(*found[0][i]));
+    ASSERT_EQ(Numbered("small buffers", 0, static_cast<int>(i)), Text(*found[0][i]));
     for (const Interned& other : found) ASSERT_EQ(found[0][i], other[i]);
     distinct.insert(found[0][i]);
   }
@@ -226,8 +222,8 @@ TEST(InterningThreads, FindWhatIsStoredWhileTheIndexGrows) {
     std::vector<std::string> known;
     std::vector<const RWCString*> stored;
     for (int i = 0; i < kKnown; ++i) {
-      known.push_back(Text("known", static_cast<int>(texts), i));
-      stored.push_back(container.GetValue(Rw(known.back()), true));
+      known.push_back(Numbered("known", static_cast<int>(texts), i));
+      stored.push_back(container.GetValue(Bytes(known.back()), true));
     }
     std::atomic<bool> growing{true};
     std::atomic<int> wrong{0};
@@ -235,7 +231,7 @@ TEST(InterningThreads, FindWhatIsStoredWhileTheIndexGrows) {
     crew.Run([&](int worker) {
       if (worker == 0) {
         for (int i = 0; i < kNew; ++i) {
-          container.GetValue(Rw(Text("new", static_cast<int>(texts), i)), true);
+          container.GetValue(Bytes(Numbered("new", static_cast<int>(texts), i)), true);
         }
         growing = false;
         return;
@@ -243,7 +239,7 @@ TEST(InterningThreads, FindWhatIsStoredWhileTheIndexGrows) {
       do {
         for (std::size_t i = 0; i < known.size(); ++i) {
           if (container.Find(known[i].data(), known[i].size()) != stored[i]) ++wrong;
-          if (container.GetValue(Rw(known[i]), true) != stored[i]) ++wrong;
+          if (container.GetValue(Bytes(known[i]), true) != stored[i]) ++wrong;
         }
         if (container.Find("unknown", 7) != nullptr) ++wrong;
       } while (growing);
@@ -251,7 +247,7 @@ TEST(InterningThreads, FindWhatIsStoredWhileTheIndexGrows) {
     EXPECT_EQ(0, wrong);
     std::set<const RWCString*> all(stored.begin(), stored.end());
     for (int i = 0; i < kNew; ++i) {
-      const std::string text = Text("new", static_cast<int>(texts), i);
+      const std::string text = Numbered("new", static_cast<int>(texts), i);
       const RWCString* const found = container.Find(text.data(), text.size());
       ASSERT_NE(nullptr, found) << text;
       all.insert(found);

@@ -64,7 +64,7 @@ int LiveThrough(int seed) {
   expect(!top->RemoveEmptyBranches());
   expect(top->GetNodeNum() == 1);
   expect(copy->GetNodeNum() == 3 + 2 * kChildren);
-  expect(Str(copy->GetPath()) == "top" + std::to_string(seed));
+  expect(Text(copy->GetPath()) == "top" + std::to_string(seed));
   return wrong;
 }
 

@@ -52,10 +52,10 @@ Tree_NodePtr MakeTree() {
 
 // Everything that there is to see of a tree.
 std::string Draw(const Tree_NodePtr& node) {
-  std::string text = Str(node->GetKeyName());
+  std::string text = Text(node->GetKeyName());
   if (node->IsLeaf()) {
     Tree_Value* value = node->GetTreeValue();
-    text += "=" + Str(value->GetValue()) + (value->IsChange() != 0 ? "*" : "");
+    text += "=" + Text(value->GetValue()) + (value->IsChange() != 0 ? "*" : "");
   }
   text += "(";
   for (int i = 0; i < node->GetChildCount(); ++i) text += Draw(node->GetChildAt(i));
@@ -92,7 +92,7 @@ std::string Ask(int question, int number, Tree_NodePtr& top) {
   RWCString leaf = RWCString("leaves\\") + name;
   Tree_NodePtr wide_node = top->GetChildAt(0);
   const auto told = [](Tree_Node* node) {
-    return node == nullptr ? std::string("null") : Str(node->GetPath());
+    return node == nullptr ? std::string("null") : Text(node->GetPath());
   };
   switch (question) {
     case 0:
@@ -124,13 +124,13 @@ std::string Ask(int question, int number, Tree_NodePtr& top) {
     case 9:
       return told(top->GetRelativeSubTreeByRef(wide, number, top).get());
     case 10:
-      return Str(top->GetValue(value, top));
+      return Text(top->GetValue(value, top));
     case 11:
-      return Str(top->GetValue(leaf, top));
+      return Text(top->GetValue(leaf, top));
     case 12:
-      return Str(top->GetValue(leaves, number, top));
+      return Text(top->GetValue(leaves, number, top));
     case 13:
-      return Str(top->GetValueName(leaves, number, top));
+      return Text(top->GetValueName(leaves, number, top));
     case 14:
       return std::to_string(top->GetValueNum(leaves, top));
     case 15:
@@ -158,7 +158,7 @@ std::string Ask(int question, int number, Tree_NodePtr& top) {
       Tree_NodePtr child = wide_node->GetChildAt(number % 300);
       return std::to_string(wide_node->GetIndex(child)) +
              std::to_string(wide_node->IsNodeChild(child)) +
-             std::to_string(child->IsNodeAncestor(top)) + Str(child->GetKeyName());
+             std::to_string(child->IsNodeAncestor(top)) + Text(child->GetKeyName());
     }
     default: {
       // The copy belongs to the reader alone.

@@ -202,18 +202,18 @@ TEST(TreeIdNodeInfo, TakesStringsUnchanged) {
       Bytes("\0"), Bytes("\0a "), RWCString(std::string(5000, 'l').c_str()),
   };
   for (const RWCString& text : kTexts) {
-    SCOPED_TRACE(Str(text));
+    SCOPED_TRACE(Text(text));
     RWCString path = text;
     RWCString value = text;
     Tree_IdNodeInfo record;
     record.SetPath(path);
     record.SetValue(value);
-    EXPECT_EQ(Str(text), Str(*record.GetRWPath()));
-    EXPECT_EQ(Str(text), Str(*record.GetRWValue()));
+    EXPECT_EQ(Text(text), Text(*record.GetRWPath()));
+    EXPECT_EQ(Text(text), Text(*record.GetRWValue()));
     EXPECT_EQ(std::string(text.data()), record.GetPath());
     EXPECT_EQ(std::string(text.data()), record.GetValue());
-    EXPECT_EQ(Str(text), Str(path));
-    EXPECT_EQ(Str(text), Str(value));
+    EXPECT_EQ(Text(text), Text(path));
+    EXPECT_EQ(Text(text), Text(value));
   }
 }
 
@@ -253,14 +253,14 @@ TEST(TreeIdNodeInfo, TakesExactlyAsManyBytesAsItIsTold) {
     Tree_IdNodeInfo record;
     record.SetPath(text.data(), c.length);
     ASSERT_NE(nullptr, record.GetRWPath());
-    EXPECT_EQ(c.expected, Str(*record.GetRWPath()));
+    EXPECT_EQ(c.expected, Text(*record.GetRWPath()));
     EXPECT_EQ(std::string(c.expected.c_str()), record.GetPath());
     EXPECT_EQ(nullptr, record.GetRWValue());
 
     record = Tree_IdNodeInfo();
     record.SetValue(text.data(), c.length);
     ASSERT_NE(nullptr, record.GetRWValue());
-    EXPECT_EQ(c.expected, Str(*record.GetRWValue()));
+    EXPECT_EQ(c.expected, Text(*record.GetRWValue()));
     EXPECT_EQ(std::string(c.expected.c_str()), record.GetValue());
     EXPECT_EQ(nullptr, record.GetRWPath());
 
@@ -378,8 +378,8 @@ TEST(TreeIdNodeInfo, LeavesItsStringsBehindWhenItGoes) {
     path = record.GetRWPath();
     value = record.GetRWValue();
   }
-  EXPECT_EQ("sample path", Str(*path));
-  EXPECT_EQ("sample value", Str(*value));
+  EXPECT_EQ("sample path", Text(*path));
+  EXPECT_EQ("sample value", Text(*value));
   ExpectSame(Sample(), Sample());
 }
 
@@ -416,8 +416,8 @@ TEST(TreeIdNodeInfo, IsOrderedByTheBytesOfItsPath) {
   for (const RWCString& path : kAscending) records.push_back(WithPath(path));
   for (std::size_t i = 0; i < records.size(); ++i) {
     for (std::size_t j = 0; j < records.size(); ++j) {
-      SCOPED_TRACE(testing::PrintToString(Str(kAscending[i])) + " and " +
-                   testing::PrintToString(Str(kAscending[j])));
+      SCOPED_TRACE(testing::PrintToString(Text(kAscending[i])) + " and " +
+                   testing::PrintToString(Text(kAscending[j])));
       EXPECT_EQ(i == j, records[i] == records[j]);
       EXPECT_EQ(i < j, records[i] < records[j]);
     }

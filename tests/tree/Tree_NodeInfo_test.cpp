@@ -26,9 +26,9 @@ Tree_NodeInfo WithPath(RWCString path) {
 
 TEST(NodeInfo, BeginsWithoutPathParentValueAndFlag) {
   const Tree_NodeInfo info;
-  EXPECT_EQ("", Str(info.GetPath()));
-  EXPECT_EQ("", Str(info.GetParentPath()));
-  EXPECT_EQ("", Str(info.GetValue()));
+  EXPECT_EQ("", Text(info.GetPath()));
+  EXPECT_EQ("", Text(info.GetParentPath()));
+  EXPECT_EQ("", Text(info.GetValue()));
   EXPECT_EQ(0, info.IsChange());
 }
 
@@ -36,12 +36,12 @@ TEST(NodeInfo, KeepsThePathAsItIs) {
   for (const RWCString& path :
        {RWCString("a"), RWCString("a\\b"), RWCString(" a \\"), RWCString("\\\\"), RWCString("\t"),
         Bytes("a\0b"), Bytes("\0"), RWCString(std::string(5000, 'p').c_str()), RWCString()}) {
-    SCOPED_TRACE(testing::PrintToString(Str(path)));
+    SCOPED_TRACE(testing::PrintToString(Text(path)));
     Tree_NodeInfo info = WithPath("before");
     RWCString text = path;
     info.SetPath(text);
-    EXPECT_EQ(Str(path), Str(info.GetPath()));
-    EXPECT_EQ(Str(path), Str(text));
+    EXPECT_EQ(Text(path), Text(info.GetPath()));
+    EXPECT_EQ(Text(path), Text(text));
   }
 }
 
@@ -49,10 +49,10 @@ TEST(NodeInfo, HasAPathOfItsOwn) {
   RWCString path("a\\b");
   Tree_NodeInfo info = WithPath(path);
   path.append("\\c");
-  EXPECT_EQ("a\\b", Str(info.GetPath()));
+  EXPECT_EQ("a\\b", Text(info.GetPath()));
   RWCString taken = info.GetPath();
   taken[0] = 'z';
-  EXPECT_EQ("a\\b", Str(info.GetPath()));
+  EXPECT_EQ("a\\b", Text(info.GetPath()));
 }
 
 TEST(NodeInfo, KeepsTheParentPathIndexWhenThePathChanges) {
@@ -60,36 +60,36 @@ TEST(NodeInfo, KeepsTheParentPathIndexWhenThePathChanges) {
   info.SetParentPathIndex(3);
   RWCString other("cfg\\x");
   info.SetPath(other);
-  EXPECT_EQ("cfg", Str(info.GetParentPath()));
+  EXPECT_EQ("cfg", Text(info.GetParentPath()));
   other = "a";
   info.SetPath(other);
-  EXPECT_EQ("a", Str(info.GetParentPath()));
+  EXPECT_EQ("a", Text(info.GetParentPath()));
   other = "longer\\x";
   info.SetPath(other);
-  EXPECT_EQ("lon", Str(info.GetParentPath()));
+  EXPECT_EQ("lon", Text(info.GetParentPath()));
 }
 
 TEST(NodeInfo, KeepsOnlyTheLengthOfTheParentPath) {
   Tree_NodeInfo info = WithPath("net\\port");
   RWCString parent("net");
   info.SetParentPath(parent);
-  EXPECT_EQ("net", Str(info.GetParentPath()));
+  EXPECT_EQ("net", Text(info.GetParentPath()));
   parent = "something else";
-  EXPECT_EQ("net", Str(info.GetParentPath()));
+  EXPECT_EQ("net", Text(info.GetParentPath()));
 
   // Another text of that length counts for nothing but its length.
   RWCString wrong("XYZAB");
   info.SetParentPath(wrong);
-  EXPECT_EQ("net\\p", Str(info.GetParentPath()));
+  EXPECT_EQ("net\\p", Text(info.GetParentPath()));
   RWCString zeros = Bytes("\0\0");
   info.SetParentPath(zeros);
-  EXPECT_EQ("ne", Str(info.GetParentPath()));
+  EXPECT_EQ("ne", Text(info.GetParentPath()));
   RWCString longer("longer than the path");
   info.SetParentPath(longer);
-  EXPECT_EQ("net\\port", Str(info.GetParentPath()));
+  EXPECT_EQ("net\\port", Text(info.GetParentPath()));
   RWCString empty;
   info.SetParentPath(empty);
-  EXPECT_EQ("", Str(info.GetParentPath()));
+  EXPECT_EQ("", Text(info.GetParentPath()));
 }
 
 struct IndexCase {
@@ -122,29 +122,29 @@ TEST(NodeInfo, TakesAnIndexOutsideThePathForTheNearestInside) {
     SCOPED_TRACE(testing::Message() << c.path << " at " << c.index);
     Tree_NodeInfo info = WithPath(c.path);
     info.SetParentPathIndex(c.index);
-    EXPECT_EQ(c.parent_path, Str(info.GetParentPath()));
-    EXPECT_EQ(c.path, Str(info.GetPath()));
+    EXPECT_EQ(c.parent_path, Text(info.GetParentPath()));
+    EXPECT_EQ(c.path, Text(info.GetPath()));
   }
 }
 
 TEST(NodeInfo, CutsAPathWithZeroBytesByItsBytes) {
   Tree_NodeInfo info = WithPath(Bytes("a\0b\\c"));
   info.SetParentPathIndex(3);
-  EXPECT_EQ(std::string("a\0b", 3), Str(info.GetParentPath()));
+  EXPECT_EQ(std::string("a\0b", 3), Text(info.GetParentPath()));
   info.SetParentPathIndex(2);
-  EXPECT_EQ(std::string("a\0", 2), Str(info.GetParentPath()));
+  EXPECT_EQ(std::string("a\0", 2), Text(info.GetParentPath()));
 }
 
 TEST(NodeInfo, InternsTheValueAsItIs) {
   for (const RWCString& value :
        {RWCString("80"), RWCString("  80  "), RWCString(" "), RWCString("\t"), RWCString("a\\b"),
         RWCString(), Bytes("v\0w"), Bytes("\0")}) {
-    SCOPED_TRACE(testing::PrintToString(Str(value)));
+    SCOPED_TRACE(testing::PrintToString(Text(value)));
     Tree_NodeInfo info;
     RWCString text = value;
     info.SetValue(text);
-    EXPECT_EQ(Str(value), Str(info.GetValue()));
-    EXPECT_EQ(Str(value), Str(text));
+    EXPECT_EQ(Text(value), Text(info.GetValue()));
+    EXPECT_EQ(Text(value), Text(text));
 
     // Equal texts are one text, here and in every tree.
     Tree_NodeInfo other;
@@ -161,14 +161,14 @@ TEST(NodeInfo, TakesAnotherValueAndForgetsTheOld) {
   info.SetValue(value);
   RWCString taken = info.GetValue();
   value = "two";
-  EXPECT_EQ("one", Str(info.GetValue()));
+  EXPECT_EQ("one", Text(info.GetValue()));
   info.SetValue(value);
-  EXPECT_EQ("two", Str(info.GetValue()));
-  EXPECT_EQ("one", Str(taken));
+  EXPECT_EQ("two", Text(info.GetValue()));
+  EXPECT_EQ("one", Text(taken));
   taken[0] = 'z';
   value = "one";
   info.SetValue(value);
-  EXPECT_EQ("one", Str(info.GetValue()));
+  EXPECT_EQ("one", Text(info.GetValue()));
 }
 
 TEST(NodeInfo, KeepsAnyNumberAsChangeFlag) {
@@ -210,9 +210,9 @@ TEST(NodeInfo, CopiesAllFields) {
   const Tree_NodeInfo moved(std::move(info));
   const Tree_NodeInfo* const copies[] = {&copy, &assigned, &moved};
   for (const Tree_NodeInfo* c : copies) {
-    EXPECT_EQ("net\\port", Str(c->GetPath()));
-    EXPECT_EQ("net", Str(c->GetParentPath()));
-    EXPECT_EQ("80", Str(c->GetValue()));
+    EXPECT_EQ("net\\port", Text(c->GetPath()));
+    EXPECT_EQ("net", Text(c->GetParentPath()));
+    EXPECT_EQ("80", Text(c->GetValue()));
     EXPECT_EQ(copy.GetValue().data(), c->GetValue().data());
     EXPECT_EQ(5, c->IsChange());
   }
@@ -224,8 +224,8 @@ TEST(NodeInfo, CopiesAnIndexThatLiesOutsideThePath) {
   Tree_NodeInfo copy(info);
   RWCString longer("net\\port");
   copy.SetPath(longer);
-  EXPECT_EQ("net\\", Str(copy.GetParentPath()));
-  EXPECT_EQ("a", Str(info.GetParentPath()));
+  EXPECT_EQ("net\\", Text(copy.GetParentPath()));
+  EXPECT_EQ("a", Text(info.GetParentPath()));
 }
 
 TEST(NodeInfo, KeepsACopyWhenTheOriginalChanges) {
@@ -239,10 +239,10 @@ TEST(NodeInfo, KeepsACopyWhenTheOriginalChanges) {
   info.SetValue(value);
   info.SetIsChange(1);
   info.SetParentPathIndex(1);
-  EXPECT_EQ("a\\b", Str(copy.GetPath()));
-  EXPECT_EQ("1", Str(copy.GetValue()));
+  EXPECT_EQ("a\\b", Text(copy.GetPath()));
+  EXPECT_EQ("1", Text(copy.GetValue()));
   EXPECT_EQ(0, copy.IsChange());
-  EXPECT_EQ("", Str(copy.GetParentPath()));
+  EXPECT_EQ("", Text(copy.GetParentPath()));
 }
 
 TEST(NodeInfo, MayBeAssignedToItself) {
@@ -250,8 +250,8 @@ TEST(NodeInfo, MayBeAssignedToItself) {
   info.SetParentPathIndex(1);
   Tree_NodeInfo& same = info;
   info = same;
-  EXPECT_EQ("a\\b", Str(info.GetPath()));
-  EXPECT_EQ("a", Str(info.GetParentPath()));
+  EXPECT_EQ("a\\b", Text(info.GetPath()));
+  EXPECT_EQ("a", Text(info.GetParentPath()));
 }
 
 // --- Order ------------------------------------------------------------------------
@@ -294,8 +294,8 @@ const OrderCase kOrderCases[] = {
 
 TEST(NodeInfo, IsOrderedByTheBytesOfItsPath) {
   for (const OrderCase& c : kOrderCases) {
-    SCOPED_TRACE(testing::PrintToString(Str(c.less)) + " " +
-                 testing::PrintToString(Str(c.greater)));
+    SCOPED_TRACE(testing::PrintToString(Text(c.less)) + " " +
+                 testing::PrintToString(Text(c.greater)));
     const Tree_NodeInfo less = WithPath(c.less);
     const Tree_NodeInfo greater = WithPath(c.greater);
     EXPECT_TRUE(less < greater);
@@ -307,7 +307,7 @@ TEST(NodeInfo, IsOrderedByTheBytesOfItsPath) {
 
 TEST(NodeInfo, EqualsWhoeverHasTheSamePath) {
   for (const RWCString& path : {RWCString(), RWCString("a\\b"), RWCString("\xff"), Bytes("a\0b")}) {
-    SCOPED_TRACE(testing::PrintToString(Str(path)));
+    SCOPED_TRACE(testing::PrintToString(Text(path)));
     const Tree_NodeInfo plain = WithPath(path);
     Tree_NodeInfo other = WithPath(RWCString(path.data(), path.length()));
     RWCString value("80");

@@ -4,7 +4,6 @@
 
 #include <climits>
 #include <cstddef>
-#include <functional>
 #include <new>
 #include <random>
 #include <stdexcept>
@@ -14,23 +13,14 @@
 #include "Tree/Tree_Node.h"
 #include "support/LeakCheck.h"
 #include "support/LogCapture.h"
+#include "support/TreeChildren.h"
 #include "support/TreeText.h"
 
 namespace {
 
-void ExpectBoundsErr(long long index, std::size_t count, const std::function<void()>& fn) {
-  try {
-    fn();
-    ADD_FAILURE() << "no bounds error";
-  } catch (const RWBoundsErr& error) {
-    EXPECT_EQ(index, error.index());
-    EXPECT_EQ(count, error.count());
-  }
-}
-
 void Append(Tree_NodePtrVec& vec, const std::string& names) {
   for (const char name : names) {
-    Tree_NodePtr node = Inner(std::string(1, name));
+    Tree_NodePtr node = Inner(Bytes(std::string(1, name)));
     vec.insertAt(vec.entries(), node);
   }
 }
@@ -305,7 +295,7 @@ TEST(TreeNodePtrVec, SharesItsHandlesWithItsCopiesWhenItIsWide) {
   Tree_NodePtrVec empty;
   Tree_NodePtrVec vec;
   for (int i = 0; i < 100; ++i) {
-    Tree_NodePtr node = Inner("n" + std::to_string(i));
+    Tree_NodePtr node = Inner(Bytes("n" + std::to_string(i)));
     vec.insertAt(i, node);
   }
   Tree_NodePtrVec copy(vec);
@@ -361,7 +351,7 @@ TEST(TreeNodePtrVec, BehavesLikeAVectorUnderRandomChanges) {
   Tree_NodePtrVec vec;
   std::vector<Tree_NodePtr> model;
   std::vector<Tree_NodePtr> nodes;
-  for (int i = 0; i < 30; ++i) nodes.push_back(Inner("n" + std::to_string(i)));
+  for (int i = 0; i < 30; ++i) nodes.push_back(Inner(Bytes("n" + std::to_string(i))));
   for (int step = 0; step < 5000; ++step) {
     const int count = static_cast<int>(model.size());
     // Sizes go up and down between nothing and some eighty.

@@ -166,7 +166,7 @@ TEST(BuildSubTree, FollowsRecordsForEveryLevel) {
     list->insert(NewRecord(path + "|end=1"));
     Tree_NodePtr built = Build(list);
     EXPECT_EQ(kNamedDepth + 2, built->GetNodeNum());
-    Tree_Path reader(Rw(path + "\\end"));
+    Tree_Path reader(Bytes(path + "\\end"));
     EXPECT_EQ("end=1", Draw(built->GetRelativeNode(reader, built)));
   });
 }

@@ -75,18 +75,18 @@ Tree_NodePtr ClimbFrom(const Tree_NodePtr& node, std::size_t levels) {
 
 Tree_NodePtr DescendFrom(Tree_NodePtr& node, const std::string& path) {
   if (node.isNull()) return Tree_NodePtr();
-  Tree_Path reader(Rw(path));
+  Tree_Path reader(Bytes(path));
   return node->GetOrCreateRelativeNode(reader, node);
 }
 
 class LiteralBuilder {
  public:
   Tree_NodePtr Build(RecordList* list, const RWCString& root_path) {
-    const std::string whole = Str(root_path);
+    const std::string whole = Text(root_path);
     if (whole.empty()) return Tree_NodePtr();
     const std::string name = whole.substr(whole.rfind(kBackslash) + 1);
     if (name.empty()) return Tree_NodePtr();
-    m_root = Tree_NodePtr(new Tree_Node(Rw(name)));
+    m_root = Tree_NodePtr(new Tree_Node(Bytes(name)));
     Write(6, "BuildSubTree :: Start build <%s>\n", root_path);
     const std::size_t count = list == nullptr ? 0 : list->entries();
     std::size_t done = 0;
@@ -106,26 +106,26 @@ class LiteralBuilder {
 
  private:
   bool Place(Tree_NodeInfo& record) {
-    const std::string parent_path = Str(record.GetParentPath());
-    const std::string path = Str(record.GetPath());
+    const std::string parent_path = Text(record.GetParentPath());
+    const std::string path = Text(record.GetPath());
     const std::string name = Resolve(parent_path, path);
     m_previous_path = path;
     if (m_parent.isNull()) {
       Write(3, "there is an element without a root in the vec:");
       return false;
     }
-    Tree_Path reader(Rw(name));
+    Tree_Path reader(Bytes(name));
     if (!m_parent->GetRelativeNode(reader, m_parent).isNull()) {
-      Write(5, "entry exists for path %s skip it\n", Rw(path));
+      Write(5, "entry exists for path %s skip it\n", Bytes(path));
       return true;
     }
     if (!record.GetValue().isNull()) {
       Tree_NodePtr leaf(
-          new Tree_Node(Rw(name), new Tree_Value(record.GetValue(), record.IsChange())));
+          new Tree_Node(Bytes(name), new Tree_Value(record.GetValue(), record.IsChange())));
       m_parent->Add(leaf);
       return true;
     }
-    m_last_inner = Tree_NodePtr(new Tree_Node(Rw(name)));
+    m_last_inner = Tree_NodePtr(new Tree_Node(Bytes(name)));
     m_parent->Add(m_last_inner);
     return true;
   }
@@ -302,7 +302,7 @@ struct Record {
 
   friend std::ostream& operator<<(std::ostream& out, const Record& r) {
     out << testing::PrintToString(r.path) << "@" << r.index;
-    if (r.has_value) out << "=" << testing::PrintToString(Str(r.value)) << "*" << r.is_change;
+    if (r.has_value) out << "=" << testing::PrintToString(Text(r.value)) << "*" << r.is_change;
     return out;
   }
 };
@@ -320,11 +320,11 @@ Record RandomRecord(Random& random, const Habits& habits) {
 }
 
 Tree_NodePtr RandomTree(Random& random, const Habits& habits, int size) {
-  Tree_NodePtr top = Inner(Rw(RandomName(random, habits)));
+  Tree_NodePtr top = Inner(Bytes(RandomName(random, habits)));
   std::vector<Tree_NodePtr> inner = {top};
   for (int i = 1; i < size; ++i) {
     Tree_NodePtr parent = random.OneOf(inner);
-    const RWCString name = Rw(RandomName(random, habits));
+    const RWCString name = Bytes(RandomName(random, habits));
     Tree_NodePtr node;
     if (random.Below(5) < habits.leaves) {
       node = random.OneIn(10) ? LeafWithoutValue(name)
@@ -346,7 +346,7 @@ std::vector<Record> RecordsOfATree(Random& random, const Habits& habits) {
   const auto put = [&](Tree_NodeInfo* made) {
     const std::unique_ptr<Tree_NodeInfo> owner(made);
     if (habits.wrong_indexes > 0 && random.OneIn(6)) return;
-    records.push_back({Str(made->GetPath()), static_cast<int>(made->GetParentPath().length()),
+    records.push_back({Text(made->GetPath()), static_cast<int>(made->GetParentPath().length()),
                        !made->GetValue().isNull(), made->GetValue(), made->IsChange()});
   };
   if (random.OneIn(3)) {
@@ -449,15 +449,15 @@ std::vector<LogLine> LinesOfTheTree(LogCapture& log) {
 
 // A node with everything below it, in text.
 void Dump(const Tree_NodePtr& node, std::ostream& out) {
-  out << testing::PrintToString(WithoutClock(Str(node->GetKeyName())));
+  out << testing::PrintToString(WithoutClock(Text(node->GetKeyName())));
   if (node->IsLeaf()) {
     Tree_Value* const value = node->GetTreeValue();
-    out << '=' << (value == nullptr ? "none" : testing::PrintToString(Str(value->GetValue())))
+    out << '=' << (value == nullptr ? "none" : testing::PrintToString(Text(value->GetValue())))
         << '*' << (value == nullptr ? 0 : value->IsChange());
   }
   if (node->GetId() != 0) out << '#' << node->GetId();
   const RWCString above = node->GetVirtualParentPath();
-  if (!above.isNull()) out << " below " << testing::PrintToString(Str(above));
+  if (!above.isNull()) out << " below " << testing::PrintToString(Text(above));
   if (node->GetChildCount() > 0) out << '(';
   for (int i = 0; i < node->GetChildCount(); ++i) {
     out << (node->GetChildAt(i)->GetParent() == node.get() ? " " : " other parent:");
@@ -506,8 +506,8 @@ void BuildBothWays(Random& random, Tree_NodePtr& asked, Met& met) {
   const bool keep_order = random.OneIn(4);
   const bool null_for_none = random.OneIn(2);
   const int level = random.OneIn(4) ? 3 + random.Below(4) : 6;
-  RWCString path = Rw(root_path);
-  RWCString same_path = Rw(root_path);
+  RWCString path = Bytes(root_path);
+  RWCString same_path = Bytes(root_path);
   RecordList* const list = ListOf(records, keep_order, null_for_none);
   RecordList* const same_list = ListOf(records, keep_order, null_for_none);
 
@@ -518,7 +518,7 @@ void BuildBothWays(Random& random, Tree_NodePtr& asked, Met& met) {
   const std::vector<LogLine> lines = LinesOfTheTree(log);
   const std::string literal_dump = Dump(literally);
   const std::string dump = Dump(built);
-  if (literal_lines != lines || literal_dump != dump || Str(same_path) != root_path) {
+  if (literal_lines != lines || literal_dump != dump || Text(same_path) != root_path) {
     std::ostringstream all;
     for (const Record& record : records) all << "\n  " << record;
     ADD_FAILURE() << "below " << testing::PrintToString(root_path)
@@ -570,7 +570,7 @@ void ConvertBothWays(Random& random) {
   Tree_NodePtr tree = RandomTree(random, habits, 1 + random.Below(25));
   const std::unique_ptr<SeparatorGuard> separator(
       random.OneIn(4) ? new SeparatorGuard(random.OneIn(2) ? "" : "::") : nullptr);
-  RWCString parent_path = random.OneIn(2) ? RWCString() : Rw(RandomPath(random, habits));
+  RWCString parent_path = random.OneIn(2) ? RWCString() : Bytes(RandomPath(random, habits));
 
   // Four lists that hold the same before: sorted and plain, literally and by the library.
   RecordList sorted;

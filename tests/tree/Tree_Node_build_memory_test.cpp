@@ -89,7 +89,7 @@ int FailEveryAllocationOf(const Texts& records, const std::string& tree, int poo
 }
 
 TEST(BuildSubTree, LetsGoOfEverythingWhenMemoryRunsOut) {
-  if (!HeapIsCounted()) GTEST_SKIP() << "the heap is not counted";
+  if (!HeapIsCounted()) GTEST_SKIP() << "needs the counting heap";
   LogCapture silence(0);
   Build(NewList(kManyKinds), "sys\\main\\top");            // interns the names
   FailEveryAllocationOf(kManyKinds, kTreeOfManyKinds, 0);  // needs few blocks, if any
@@ -97,7 +97,7 @@ TEST(BuildSubTree, LetsGoOfEverythingWhenMemoryRunsOut) {
 }
 
 TEST(BuildSubTree, LetsGoOfEverythingWhenMemoryRunsOutAndRecordsGoAstray) {
-  if (!HeapIsCounted()) GTEST_SKIP() << "the heap is not counted";
+  if (!HeapIsCounted()) GTEST_SKIP() << "needs the counting heap";
   LogCapture silence(0);
   Texts records = kManyKinds;
   records.insert(records.end(), {"z\\long name of a leaf|m=1", "zz=1", "zz|m=2", "zzz=3"});

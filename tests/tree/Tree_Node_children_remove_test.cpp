@@ -172,7 +172,7 @@ TEST(TreeNodeRemove, DetachesTheFirstChildOfAName) {
 TEST(TreeNodeRemove, RemovesANameWithAZeroByteWhole) {
   Tree_NodePtr top = Inner("top");
   for (const std::string& name : {std::string("x\0a", 3), std::string("x\0b", 3)}) {
-    Tree_NodePtr child = Inner(name);
+    Tree_NodePtr child = Inner(Bytes(name));
     top->Add(child);
   }
   EXPECT_EQ(0, top->Remove(RWCString("x")));

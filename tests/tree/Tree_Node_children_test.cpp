@@ -194,7 +194,7 @@ TEST(TreeNodeLines, BearTheWholePathWithTheVirtualParentPath) {
 
 TEST(TreeNodeLines, TakeNamesForTextsAndNotForFormats) {
   const std::string name = "%s%n 100% %d";
-  Tree_NodePtr leaf = Leaf(name, "v");
+  Tree_NodePtr leaf = Leaf(Bytes(name), "v");
   Tree_NodePtr null;
   LogCapture log(3);
   leaf->Insert(leaf, 0, -1);
@@ -205,8 +205,8 @@ TEST(TreeNodeLines, TakeNamesForTextsAndNotForFormats) {
 
 TEST(TreeNodeLines, AreNeverCut) {
   const std::string name(20000, 'n');
-  Tree_NodePtr top = Inner(name);
-  Tree_NodePtr child = Inner(name);
+  Tree_NodePtr top = Inner(Bytes(name));
+  Tree_NodePtr child = Inner(Bytes(name));
   top->Add(child);
   Tree_NodePtr null;
   LogCapture log(3);

@@ -39,7 +39,7 @@ class Lists {
     RWCString path = parent_path;
     Tree_Node::ConvertTreeNodeToVec(node, path, &sorted);
     Tree_Node::ConvertTreeToSimpleVec(node, path, &plain);
-    EXPECT_EQ(Str(parent_path), Str(path));
+    EXPECT_EQ(Text(parent_path), Text(path));
   }
 
   Texts Sorted() const { return TextsOf(sorted); }
@@ -166,9 +166,9 @@ TEST(NodeConvert, TakesZeroBytesInNamesAsBytes) {
   Lists lists;
   lists.Convert(top);
   for (const Tree_NodeInfo* leaf : {lists.sorted.at(1), lists.plain.at(1)}) {
-    EXPECT_EQ(std::string("r\0\\a\0b", 6), Str(leaf->GetPath()));
-    EXPECT_EQ(std::string("r\0", 2), Str(leaf->GetParentPath()));
-    EXPECT_EQ(std::string("v\0w", 3), Str(leaf->GetValue()));
+    EXPECT_EQ(std::string("r\0\\a\0b", 6), Text(leaf->GetPath()));
+    EXPECT_EQ(std::string("r\0", 2), Text(leaf->GetParentPath()));
+    EXPECT_EQ(std::string("v\0w", 3), Text(leaf->GetValue()));
   }
 }
 
@@ -303,8 +303,8 @@ TEST(NodeConvert, LeavesTheTreeAloneAndTheRecordsToTheCaller) {
   Lists lists;
   lists.Convert(top);
   EXPECT_EQ(2, top->GetChildCount());
-  EXPECT_EQ("b", Str(top->GetChildAt(0)->GetKeyName()));
-  EXPECT_EQ("2", Str(top->GetChildAt(0)->GetTreeValue()->GetValue()));
+  EXPECT_EQ("b", Text(top->GetChildAt(0)->GetKeyName()));
+  EXPECT_EQ("2", Text(top->GetChildAt(0)->GetTreeValue()->GetValue()));
   EXPECT_EQ(top.get(), top->GetChildAt(1)->GetParent());
 
   // The records are not tied to the tree.
@@ -352,7 +352,7 @@ TEST(NodeConvert, WritesNoLine) {
 // --- Memory that runs out ----------------------------------------------------------------
 
 TEST(NodeConvert, AddsAllOrNothingToASortedListWhenMemoryRunsOut) {
-  if (!HeapIsCounted()) GTEST_SKIP() << "the heap is not counted";
+  if (!HeapIsCounted()) GTEST_SKIP() << "needs the counting heap";
   Tree_NodePtr top =
       Inner("r", {Leaf("b", "2"), Inner("a", {Leaf("x", "3"), Leaf("y", "4")}), Leaf("c", "5")});
   RWCString parent("p");
@@ -370,7 +370,7 @@ TEST(NodeConvert, AddsAllOrNothingToASortedListWhenMemoryRunsOut) {
 }
 
 TEST(NodeConvert, LeavesAWholeListBehindWhenMemoryRunsOut) {
-  if (!HeapIsCounted()) GTEST_SKIP() << "the heap is not counted";
+  if (!HeapIsCounted()) GTEST_SKIP() << "needs the counting heap";
   Tree_NodePtr top = Inner("r", {Leaf("b", "2"), Inner("a", {Leaf("x", "3")}), Leaf("c", "5")});
   RWCString parent("p");
   const Texts all = {"p|r", "p\\r|b=2", "p\\r|a", "p\\r\\a|x=3", "p\\r|c=5"};
@@ -406,7 +406,7 @@ std::string Padded(int number) {
 void ExpectWide(bool ascending) {
   Tree_NodePtr top = Inner("r");
   for (int i = 0; i < kWidth; ++i) {
-    Tree_NodePtr leaf = Leaf(Rw(Padded(ascending ? i : kWidth - 1 - i)), "1");
+    Tree_NodePtr leaf = Leaf(Bytes(Padded(ascending ? i : kWidth - 1 - i)), "1");
     top->Insert(leaf, i, kWidth);
   }
   Lists lists;

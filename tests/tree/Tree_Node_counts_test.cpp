@@ -140,7 +140,7 @@ TEST_F(NodeCounts, OfEntriesIncludeEverythingBelowButTheNode) {
   Tree_NodePtr leaf = Leaf("leaf", "1");
   const Row rows[] = {{&top, 9}, {&net, 5}, {&s, 2}, {&t, 0}, {&u, 0}, {&leaf, 0}};
   for (const Row& row : rows) {
-    SCOPED_TRACE(Str((*row.node)->GetKeyName()));
+    SCOPED_TRACE(Text((*row.node)->GetKeyName()));
     EXPECT_EQ(row.entries, top->GetTreeNodeEntriesCount(*row.node));
     // Which node is asked does not matter.
     EXPECT_EQ(row.entries, leaf->GetTreeNodeEntriesCount(*row.node));

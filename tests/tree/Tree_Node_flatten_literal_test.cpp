@@ -59,7 +59,7 @@ struct Plain {
 
   void FillIdNode(Tree_NodePtr& node, bool with_value, int parent_id, int id) {
     PlainRecord record;
-    record.path = Str(node->GetKeyName());
+    record.path = Text(node->GetKeyName());
     record.parent_id = parent_id;
     record.id = id;
     if (with_value) {
@@ -67,7 +67,7 @@ struct Plain {
       record.has_value = true;
       if (value != nullptr) {
         record.is_change = value->IsChange();
-        record.value = Str(value->GetValue());
+        record.value = Text(value->GetValue());
       }
     }
     records.push_back(record);
@@ -119,8 +119,8 @@ struct Plain {
     if (with_path) {
       Line("Write virtual parent path len <" + std::to_string(path.length()) + ">");
       WriteInt(static_cast<int>(path.length()));
-      bytes += Str(path);
-      Line("Write virtual parent path <" + Str(path) + ">");
+      bytes += Text(path);
+      Line("Write virtual parent path <" + Text(path) + ">");
     }
     for (const PlainRecord& record : records) {
       Line("Write id <" + std::to_string(record.id) + ">");
@@ -236,8 +236,8 @@ std::vector<PlainRecord> RecordsOf(const RecordVec& vec) {
     const Tree_IdNodeInfo& info = *vec.at(i);
     PlainRecord record;
     record.has_value = info.GetRWValue() != nullptr;
-    if (record.has_value) record.value = Str(*info.GetRWValue());
-    record.path = Str(*info.GetRWPath());
+    if (record.has_value) record.value = Text(*info.GetRWValue());
+    record.path = Text(*info.GetRWPath());
     record.parent_id = info.GetParentId();
     record.id = info.GetId();
     record.is_change = info.IsChange();
@@ -267,8 +267,8 @@ void CompareLists(Tree_NodePtr& top, Random& random) {
                          random.OneIn(2));
   const int failures = random.OneIn(2) ? random.Below(20) : 0;
   const bool keep_vec = with_pool || random.OneIn(2);
-  SCOPED_TRACE("skip " + (skips ? testing::PrintToString(Str(skip_name)) : "nothing") + ", path " +
-               (with_path ? testing::PrintToString(Str(path)) : "none"));
+  SCOPED_TRACE("skip " + (skips ? testing::PrintToString(Text(skip_name)) : "nothing") + ", path " +
+               (with_path ? testing::PrintToString(Text(path)) : "none"));
 
   Plain plain;
   plain.GetIdNodeVecFromTree(top, skips ? skip_name : RWCString());
@@ -306,7 +306,7 @@ void CompareBuffers(Tree_NodePtr& top, Random& random) {
   RWCString skip_name = RandomName(random);
   const bool skips = !random.OneIn(3);
   const bool with_header = random.OneIn(2);
-  SCOPED_TRACE("skip " + (skips ? testing::PrintToString(Str(skip_name)) : "nothing") +
+  SCOPED_TRACE("skip " + (skips ? testing::PrintToString(Text(skip_name)) : "nothing") +
                (with_header ? ", with header" : ""));
 
   Plain plain;

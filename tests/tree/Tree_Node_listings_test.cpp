@@ -321,12 +321,13 @@ TEST_F(NodeListings, OfTenThousandValues) {
 }
 
 TEST_F(NodeListings, LoseNothingWhenMemoryRunsOut) {
+  if (!HeapIsCounted()) GTEST_SKIP() << "needs the counting heap";
   const RWCString path("net");
   const int of_paths = FailEveryAllocation([&] { delete top->GetSubTreePaths(path, top); }, [] {});
-  EXPECT_EQ(HeapIsCounted(), of_paths > 0);
+  EXPECT_LT(0, of_paths);
   const int of_values =
       FailEveryAllocation([&] { delete top->GetSubTreeValues(path, top); }, [] {});
-  EXPECT_EQ(HeapIsCounted(), of_values > 0);
+  EXPECT_LT(0, of_values);
 }
 
 }  // namespace

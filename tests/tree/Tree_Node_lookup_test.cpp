@@ -20,7 +20,7 @@ Tree_Node* Found(const Tree_NodePtr& node) {
 // comparisons find, `zero_terminated` what the other two find; null for nothing.
 void ExpectChild(Tree_NodePtr& top, RWCString name, const Tree_Node* exact,
                  const Tree_Node* zero_terminated) {
-  SCOPED_TRACE(testing::PrintToString(Str(name)));
+  SCOPED_TRACE(testing::PrintToString(Text(name)));
   EXPECT_EQ(zero_terminated, Found(top->Get(name.data(), top)));
   EXPECT_EQ(zero_terminated, Found(top->Get(name, top)));
   EXPECT_EQ(exact, top->Get(name, top.get()));
@@ -39,7 +39,7 @@ void ExpectChild(Tree_NodePtr& top, const RWCString& name, const Tree_Node* expe
 
 // The node at a path, asked for in both ways.
 void ExpectNode(Tree_NodePtr& start, const RWCString& path, const Tree_NodePtr& expected) {
-  SCOPED_TRACE(testing::PrintToString(Str(path)));
+  SCOPED_TRACE(testing::PrintToString(Text(path)));
   Tree_Path plain(path);
   EXPECT_EQ(expected.get(), start->GetRelativeNode(plain, start).get());
   Tree_Path by_ref(path);
@@ -197,11 +197,11 @@ TEST(NodeLookup, PlainFormsCountTheNode) {
   Tree_Path here("");
   Tree_NodePtr same = top->GetRelativeNode(here, top);
   top = Tree_NodePtr();
-  EXPECT_EQ("cfg", Str(same->GetKeyName()));
+  EXPECT_EQ("cfg", Text(same->GetKeyName()));
   same = Tree_NodePtr();
-  EXPECT_EQ("1", Str(a->GetTreeValue()->GetValue()));
-  EXPECT_EQ("2", Str(b->GetTreeValue()->GetValue()));
-  EXPECT_EQ("3", Str(c->GetTreeValue()->GetValue()));
+  EXPECT_EQ("1", Text(a->GetTreeValue()->GetValue()));
+  EXPECT_EQ("2", Text(b->GetTreeValue()->GetValue()));
+  EXPECT_EQ("3", Text(c->GetTreeValue()->GetValue()));
   EXPECT_EQ(nullptr, a->GetParent());
 }
 
@@ -344,8 +344,8 @@ TEST(NodeLookup, GoesOnWhereAUsedPathStopped) {
     Tree_NodePtr node = top->GetRelativeNode(plain, top);
     EXPECT_EQ(node.get(), top->GetRelativeNodeByRef(by_ref, top).get());
     const std::string reached = node.isNull()    ? "none"
-                                : node->IsLeaf() ? Str(node->GetTreeValue()->GetValue())
-                                                 : Str(node->GetKeyName());
+                                : node->IsLeaf() ? Text(node->GetTreeValue()->GetValue())
+                                                 : Text(node->GetKeyName());
     EXPECT_EQ(row.reached, reached);
   }
 }
@@ -360,7 +360,7 @@ TEST(NodeLookup, LeavesAPathWhereItsWalkEnded) {
       top->GetRelativeNode(path, top);
     }
     const bool exhausted = path.IsOnlyRoot() != 0;
-    return Str(path.GetRoot()) + (exhausted ? " again" : "");
+    return Text(path.GetRoot()) + (exhausted ? " again" : "");
   };
   for (bool by_ref : {false, true}) {
     SCOPED_TRACE(by_ref);

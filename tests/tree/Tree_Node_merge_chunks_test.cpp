@@ -180,8 +180,8 @@ TEST(Merge, FindsTheNamesOfAChunkAreaUpToAZeroByte) {
 TEST(Merge, TakesAValueOfZeroBytesForAValue) {
   Tree_NodePtr base = Plant("v(x=1)");
   Tree_NodePtr override = Plant("v");
-  Tree_NodePtr encoding = Leaf("blobencoding", std::string(1, '\0'));
-  Tree_NodePtr chunk = Leaf("chunk0000", std::string(1, '\0'));
+  Tree_NodePtr encoding = Leaf("blobencoding", Bytes("\0"));
+  Tree_NodePtr chunk = Leaf("chunk0000", Bytes("\0"));
   override->Add(encoding);
   override->Add(chunk);
   EXPECT_EQ(override, Tree_Node::Merge(base, override));

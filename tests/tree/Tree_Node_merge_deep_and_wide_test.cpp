@@ -34,7 +34,7 @@ std::string Number(const char* prefix, int number) {
 Tree_NodePtr Wide(Kind kind, const char* below, bool same_name = false, const char* prefix = "n") {
   Tree_NodePtr top = Inner("top");
   for (int i = 0; i < kWidth; ++i) {
-    const std::string name = same_name ? std::string(prefix) : Number(prefix, i);
+    const RWCString name = same_name ? RWCString(prefix) : Bytes(Number(prefix, i));
     Tree_NodePtr child = kind == Kind::kLeaf ? Leaf(name, below) : Inner(name);
     if (kind == Kind::kInner) {
       Tree_NodePtr leaf = Leaf(below, "1");
@@ -73,7 +73,7 @@ TEST(WideMerge, OfSiblingsThatAreAllMatchedInTheOtherOrder) {
     Tree_NodePtr base = Wide(Kind::kInner, "b");
     Tree_NodePtr override = Inner("top");
     for (int i = kWidth - 1; i >= 0; --i) {
-      Tree_NodePtr child = Inner(Number("n", i));
+      Tree_NodePtr child = Inner(Bytes(Number("n", i)));
       override->Insert(child, override->GetChildCount(), kWidth);
     }
     Tree_NodePtr result = Tree_Node::Merge(base, override);
@@ -147,7 +147,7 @@ TEST(WideMerge, LeavesTheOtherOfTwoToBeFoundFirst) {
     Tree_NodePtr base = Wide(Kind::kInner, "b");
     Tree_NodePtr override = Wide(Kind::kInner, "o");
     for (int i = 0; i < kWidth; i += 2) {
-      Tree_NodePtr second = Leaf(Number("n", i), "second");
+      Tree_NodePtr second = Leaf(Bytes(Number("n", i)), "second");
       override->Insert(second, override->GetChildCount(), -1);
     }
     Tree_NodePtr result = Tree_Node::Merge(base, override);

@@ -226,13 +226,14 @@ void Shake(Random& random, Tree_NodePtr& top) {
 
 // Everything about a node and what is below it.
 void Dump(Tree_Node& node, std::string& out) {
-  out += testing::PrintToString(Str(node.GetKeyName()));
+  out += testing::PrintToString(Text(node.GetKeyName()));
   if (node.IsLeaf()) out += '=';
   if (Tree_Value* const value = node.GetTreeValue()) {
-    out += testing::PrintToString(Str(value->GetValue())) + "*" + std::to_string(value->IsChange());
+    out +=
+        testing::PrintToString(Text(value->GetValue())) + "*" + std::to_string(value->IsChange());
   }
   if (node.GetId() != 0) out += "#" + std::to_string(node.GetId());
-  if (node.GetVirtualParentPath().length() != 0) out += "@" + Str(node.GetVirtualParentPath());
+  if (node.GetVirtualParentPath().length() != 0) out += "@" + Text(node.GetVirtualParentPath());
   if (node.GetChildCount() == 0) return;
   out += "( ";
   for (int i = 0; i < node.GetChildCount(); ++i) {
@@ -279,7 +280,7 @@ void ExpectFirstsAreFound(Tree_NodePtr& top) {
     std::map<std::string, Tree_Node*> first_up_to_zero;
     for (int i = 0; i < node->GetChildCount(); ++i) {
       Tree_Node* const child = node->GetChildAt(i).get();
-      first.emplace(Str(child->GetKeyName()), child);
+      first.emplace(Text(child->GetKeyName()), child);
       first_up_to_zero.emplace(child->GetKeyName().data(), child);
     }
     for (const auto& [name, child] : first) {

@@ -11,7 +11,7 @@
 namespace {
 
 std::string PathOf(const Tree_NodePtr& node) {
-  return Str((*node).GetPath());
+  return Text((*node).GetPath());
 }
 
 TEST(NodePath, OfATopNodeIsItsName) {
@@ -66,7 +66,7 @@ TEST(NodePath, StartsWithTheVirtualParentPathOfTheTop) {
   top->SetVirtualParentPath(above);
   EXPECT_EQ("sys\\main\\cfg", PathOf(top));
   EXPECT_EQ("sys\\main\\cfg\\net", PathOf(net));
-  EXPECT_EQ("sys\\main", Str(top->GetVirtualParentPath()));
+  EXPECT_EQ("sys\\main", Text(top->GetVirtualParentPath()));
 
   // A nameless top still ends with its separator.
   top->SetKeyName("");
@@ -80,7 +80,7 @@ TEST(NodePath, IgnoresAVirtualParentPathBelowTheTop) {
   RWCString above("sys");
   net->SetVirtualParentPath(above);
   EXPECT_EQ("cfg\\net", PathOf(net));
-  EXPECT_EQ("sys", Str(net->GetVirtualParentPath()));
+  EXPECT_EQ("sys", Text(net->GetVirtualParentPath()));
   EXPECT_EQ(1, top->Remove("net"));
   EXPECT_EQ("sys\\net", PathOf(net));
 }
@@ -92,18 +92,18 @@ TEST(NodePath, IgnoresAnEmptyVirtualParentPath) {
   top->SetVirtualParentPath(nothing);
   EXPECT_EQ("cfg", PathOf(top));
   EXPECT_EQ("cfg\\net", PathOf(net));
-  EXPECT_EQ("", Str(top->GetVirtualParentPath()));
+  EXPECT_EQ("", Text(top->GetVirtualParentPath()));
 }
 
 TEST(NodePath, VirtualParentPathIsEmptyUntilItIsSet) {
-  EXPECT_EQ("", Str(Inner("a")->GetVirtualParentPath()));
-  EXPECT_EQ("", Str(Leaf("a", "1")->GetVirtualParentPath()));
+  EXPECT_EQ("", Text(Inner("a")->GetVirtualParentPath()));
+  EXPECT_EQ("", Text(Leaf("a", "1")->GetVirtualParentPath()));
   Tree_NodePtr plain(new Tree_Node("plain"));
   Tree_NodePtr valued(new Tree_Node("valued", new Tree_Value("1", 0)));
   Tree_NodePtr inner(new Tree_Node("inner", nullptr));
-  EXPECT_EQ("", Str(plain->GetVirtualParentPath()));
-  EXPECT_EQ("", Str(valued->GetVirtualParentPath()));
-  EXPECT_EQ("", Str(inner->GetVirtualParentPath()));
+  EXPECT_EQ("", Text(plain->GetVirtualParentPath()));
+  EXPECT_EQ("", Text(valued->GetVirtualParentPath()));
+  EXPECT_EQ("", Text(inner->GetVirtualParentPath()));
   EXPECT_EQ("valued", PathOf(valued));
 }
 
@@ -119,7 +119,7 @@ TEST(NodePath, VirtualParentPathIsInternedReplacedAndCopiedOut) {
   RWCString copy = one->GetVirtualParentPath();
   copy += " and more";
   above += " changed";
-  EXPECT_EQ("above it all", Str(one->GetVirtualParentPath()));
+  EXPECT_EQ("above it all", Text(one->GetVirtualParentPath()));
   one->SetVirtualParentPath(copy);
   EXPECT_EQ("above it all and more\\one", PathOf(one));
   EXPECT_EQ("above it all\\two", PathOf(two));
@@ -167,7 +167,7 @@ TEST(NodePath, JoinsWithWhateverTheSeparatorIs) {
     top->SetKeyName("cfg");
     net->SetKeyName("net");
   }
-  EXPECT_EQ("\\", Str(Tree_Node::separator));
+  EXPECT_EQ("\\", Text(Tree_Node::separator));
   EXPECT_EQ("cfg\\net\\x", PathOf(leaf));
 }
 
@@ -178,8 +178,8 @@ TEST(NodePath, OfTheBottomOfAMillionNodesIsWritten) {
   top->SetKeyName("top");
   const RWCString path = bottom->GetPath();
   ASSERT_EQ(3u + 2u * (kNodes - 1), path.length());
-  EXPECT_EQ("top\\n\\n", Str(path).substr(0, 7));
-  EXPECT_EQ("\\n\\n", Str(path).substr(path.length() - 4));
+  EXPECT_EQ("top\\n\\n", Text(path).substr(0, 7));
+  EXPECT_EQ("\\n\\n", Text(path).substr(path.length() - 4));
 }
 
 TEST(NodePath, WritesNothing) {

@@ -261,6 +261,7 @@ TEST(NodeSearch, FindsANameOnEveryLevelOfADeepTree) {
 }
 
 TEST(NodeSearch, LosesNothingWhenMemoryRunsOut) {
+  if (!HeapIsCounted()) GTEST_SKIP() << "needs the counting heap";
   Tree_NodePtr top = Inner("cfg");
   for (int i = 0; i < 20; ++i) {
     Tree_NodePtr child = Inner("a", {Leaf("hit", "1")});
@@ -268,7 +269,7 @@ TEST(NodeSearch, LosesNothingWhenMemoryRunsOut) {
   }
   const RWCString path("hit");
   const int failures = FailEveryAllocation([&] { delete top->Search(path, top, 1); }, [] {});
-  EXPECT_EQ(HeapIsCounted(), failures > 0);
+  EXPECT_LT(0, failures);
 }
 
 }  // namespace

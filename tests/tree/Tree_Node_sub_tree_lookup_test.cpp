@@ -144,7 +144,7 @@ TEST_F(NodeSubTree, ByIndexCountsSubTreesOnly) {
     EXPECT_LOG(log, Start(kByRef));
     ++i;
   }
-  EXPECT_EQ("net", Str(path));
+  EXPECT_EQ("net", Text(path));
 }
 
 TEST_F(NodeSubTree, ByIndexBetweenTheTwoCountsDoesNotExist) {
@@ -262,7 +262,7 @@ TEST_F(NodeSubTree, PlainFormsCountTheNode) {
   Tree_NodePtr by_path = top->GetRelativeSubTree(to_s, top);
   s = net = top = Tree_NodePtr();
   EXPECT_EQ(by_index.get(), by_path.get());
-  EXPECT_EQ("deep", Str(by_index->GetChildAt(0)->GetKeyName()));
+  EXPECT_EQ("deep", Text(by_index->GetChildAt(0)->GetKeyName()));
   EXPECT_EQ(nullptr, by_index->GetParent());
 }
 

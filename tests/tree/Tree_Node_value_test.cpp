@@ -62,7 +62,7 @@ class NodeValue : public testing::Test {
   std::string At(const char* text) { return At(text, top); }
   std::string At(const char* text, Tree_NodePtr& this_ptr) {
     RWCString path(text);
-    return Str(top->GetValue(path, this_ptr));
+    return Text(top->GetValue(path, this_ptr));
   }
 
   // Value or name, as `function` says.
@@ -71,8 +71,8 @@ class NodeValue : public testing::Test {
   }
   std::string At(const char* function, const char* text, int index, Tree_NodePtr& this_ptr) {
     RWCString path(text);
-    return Str(function == kValue ? top->GetValue(path, index, this_ptr)
-                                  : top->GetValueName(path, index, this_ptr));
+    return Text(function == kValue ? top->GetValue(path, index, this_ptr)
+                                   : top->GetValueName(path, index, this_ptr));
   }
 
   Tree_NodePtr net, gone, top;
@@ -125,7 +125,7 @@ TEST_F(NodeValue, OfAnEmptyPathIsThatOfThisPtr) {
   EXPECT_LOG(log, NoPath(kValue, ""));
 
   RWCString here;
-  EXPECT_EQ("far away", Str(leaf->GetValue(here, leaf)));
+  EXPECT_EQ("far away", Text(leaf->GetValue(here, leaf)));
 }
 
 TEST_F(NodeValue, IsThatOfTheFirstOfEqualNames) {
@@ -153,7 +153,7 @@ TEST_F(NodeValue, LeavesTheCallersPathAsItIs) {
   top->GetValue(path, top);
   top->GetValue(path, 0, top);
   top->GetValueName(path, 0, top);
-  EXPECT_EQ("net\\x", Str(path));
+  EXPECT_EQ("net\\x", Text(path));
 }
 
 TEST_F(NodeValue, ByIndexCountsLeavesOnly) {
@@ -242,9 +242,9 @@ TEST_F(NodeValue, ByIndexUnderAnEmptyPathAsksThisPtr) {
 TEST_F(NodeValue, NamesComeOutWhole) {
   Tree_NodePtr odd = Inner("odd", {Leaf(Bytes("a\0b"), "1"), Leaf("", "2"), Leaf(" c ", "3")});
   RWCString here;
-  EXPECT_EQ(std::string("a\0b", 3), Str(odd->GetValueName(here, 0, odd)));
-  EXPECT_EQ("", Str(odd->GetValueName(here, 1, odd)));
-  EXPECT_EQ(" c ", Str(odd->GetValueName(here, 2, odd)));
+  EXPECT_EQ(std::string("a\0b", 3), Text(odd->GetValueName(here, 0, odd)));
+  EXPECT_EQ("", Text(odd->GetValueName(here, 1, odd)));
+  EXPECT_EQ(" c ", Text(odd->GetValueName(here, 2, odd)));
 }
 
 TEST_F(NodeValue, PrintsPathsOfAnyLength) {
@@ -300,7 +300,8 @@ TEST(NodeValuePath, IsReadAsATreePathReadsIt) {
     Tree_NodePtr& node = top->GetRelativeNodeByRef(copied, top);
     const bool is_leaf = !node.isNull() && node->IsLeaf();
     found += is_leaf ? 1 : 0;
-    ASSERT_EQ(is_leaf ? Str(node->GetTreeValue()->GetValue()) : "", Str(top->GetValue(path, top)));
+    ASSERT_EQ(is_leaf ? Text(node->GetTreeValue()->GetValue()) : "",
+              Text(top->GetValue(path, top)));
   }
   EXPECT_GT(found, 5000);
   EXPECT_LT(found, 18000);

@@ -83,6 +83,7 @@ TEST(TreeNameIndex, IsMadeByTheFirstLookUpAndNotBefore) {
 }
 
 TEST(TreeNameIndex, IsDoneWithoutWhileThereIsNoMemoryForIt) {
+  if (!HeapIsCounted()) GTEST_SKIP() << "needs the counting heap";
   Tree_NodePtr top = Wide(100);
   const RWCString name("n70");
   const RWCString missing("missing");
@@ -97,6 +98,7 @@ TEST(TreeNameIndex, IsDoneWithoutWhileThereIsNoMemoryForIt) {
 }
 
 TEST(TreeNameIndex, NeedsNoMemoryToRemoveChildren) {
+  if (!HeapIsCounted()) GTEST_SKIP() << "needs the counting heap";
   for (const int width : {10, 24, 100}) {
     SCOPED_TRACE(width);
     for (const bool looked_up_before : {false, true}) {

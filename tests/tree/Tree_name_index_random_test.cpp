@@ -32,7 +32,7 @@ class Model {
       }
     }
     for (int i = 0; i < 3; ++i) {
-      m_tops.push_back(Inner("top" + std::to_string(i)));
+      m_tops.push_back(Inner(Bytes("top" + std::to_string(i))));
       m_lists.emplace_back();
     }
   }

@@ -232,7 +232,7 @@ TEST(TreeNameIndex, IsMadeAnewAfterDestroy) {
   CheckNames(top, {"n20", "n0", ""});
   held->SetKeyName("held");
   for (int i = 0; i < 60; ++i) {
-    Tree_NodePtr child = Inner(Name(100 + i));
+    Tree_NodePtr child = Inner(Bytes(Name(100 + i)));
     top->Add(child);
   }
   CheckAll(top);

@@ -29,7 +29,7 @@ TEST(TreeNameIndex, FindsEveryChildAtEveryWidth) {
   for (int width = 0; width <= 70; ++width) {
     SCOPED_TRACE(width);
     CheckAll(top);
-    Tree_NodePtr child = Inner(Name(width));
+    Tree_NodePtr child = Inner(Bytes(Name(width)));
     top->Insert(child, width / 2, -1);
   }
   while (top->GetChildCount() > 0) {
@@ -198,19 +198,19 @@ TEST(TreeNameIndex, SurvivesAssignmentsThroughTheReferencesItYields) {
           Tree_NodePtr& slot = top->GetByRef(text, top);
           if (&slot == &Tree_Node::NULL_TREE_NODE_PTR) break;
           if (below(2) == 0) held.push_back(slot);
-          slot = Inner(Name(below(2 * count)));
+          slot = Inner(Bytes(Name(below(2 * count))));
           break;
         }
         case 2:
           if (count == 0) break;
-          top->GetChildAt(below(count)) = Inner(Name(below(2 * count)));
+          top->GetChildAt(below(count)) = Inner(Bytes(Name(below(2 * count))));
           break;
         case 3:
           if (count == 0) break;
           top->GetChildAt(below(count))->SetKeyName(text);
           break;
         case 4: {
-          Tree_NodePtr child = Inner(name);
+          Tree_NodePtr child = Inner(Bytes(name));
           top->Insert(child, below(count + 1), -1);
           break;
         }

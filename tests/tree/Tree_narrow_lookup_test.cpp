@@ -94,9 +94,9 @@ TEST(NarrowLookup, FindsANodeThatWasPutIntoAHandle) {
     EXPECT_EQ(other.get(), ByName(top, "other"));
     EXPECT_EQ(nullptr, ByPath(top, "b\\x"));
     RWCString path("other\\x");
-    EXPECT_EQ("new", Str(top->GetValue(path, top)));
+    EXPECT_EQ("new", Text(top->GetValue(path, top)));
     RWCString behind("c\\x");
-    EXPECT_EQ("c", Str(top->GetValue(behind, top)));
+    EXPECT_EQ("c", Text(top->GetValue(behind, top)));
     EXPECT_EQ(nullptr, ByName(top, "none"));
   }
 }

@@ -46,10 +46,6 @@ std::string RepeatedPath(char name, int segments) {
   return path;
 }
 
-RWCString Rw(const std::string& text) {
-  return RWCString(text.data(), text.size());
-}
-
 // --- Depth ------------------------------------------------------------------------
 
 // A million nodes called "x", counted from 0 at the top, and below the last of them the
@@ -169,18 +165,18 @@ TEST_F(DeepChain, IsWalked) {
 TEST_F(DeepChain, IsFollowedByPath) {
   OnSmallStack([&] {
     const std::string to_bottom = RepeatedPath('x', kDepth - 1);
-    Tree_Path path(Rw(to_bottom));
+    Tree_Path path(Bytes(to_bottom));
     EXPECT_EQ(bottom, top->GetRelativeNode(path, top));
-    Tree_Path again(Rw(to_bottom));
+    Tree_Path again(Bytes(to_bottom));
     EXPECT_EQ(&bottom->GetParent()->GetChildAt(0), &top->GetRelativeNodeByRef(again, top));
-    Tree_Path sub_tree(Rw(to_bottom));
+    Tree_Path sub_tree(Bytes(to_bottom));
     EXPECT_EQ(bottom, top->GetRelativeSubTree(sub_tree, top));
 
-    Tree_Path missing(Rw(to_bottom + "\\x"));
+    Tree_Path missing(Bytes(to_bottom + "\\x"));
     EXPECT_TRUE(top->GetRelativeNode(missing, top).isNull());
 
-    RWCString path_text = Rw(to_bottom);
-    RWCString leaf_text = Rw(to_bottom + "\\end");
+    RWCString path_text = Bytes(to_bottom);
+    RWCString leaf_text = Bytes(to_bottom + "\\end");
     EXPECT_EQ(RWCString("reached"), top->GetValue(leaf_text, top));
     EXPECT_EQ(RWCString("reached"), top->GetValue(path_text, 0, top));
     EXPECT_EQ(RWCString("end"), top->GetValueName(path_text, 0, top));
@@ -199,11 +195,11 @@ TEST_F(DeepChain, IsCreatedByPath) {
   RunOnSmallStack([&] {
     const std::string path_text = RepeatedPath('x', kDepth);
     Tree_NodePtr start(new Tree_Node("start"));
-    Tree_Path path(Rw(path_text));
+    Tree_Path path(Bytes(path_text));
     Tree_NodePtr last = start->GetOrCreateRelativeNode(path, start);
     EXPECT_EQ(kDepth + 1, Walk(start));
     EXPECT_EQ(0, last->GetChildCount());
-    Tree_Path again(Rw(path_text));
+    Tree_Path again(Bytes(path_text));
     EXPECT_EQ(last, start->GetOrCreateRelativeNode(again, start));
     EXPECT_EQ(kDepth + 1, start->GetNodeNum());
   });
@@ -215,7 +211,7 @@ TEST_F(DeepChain, IsCreatedBelowALeafAndLetGo) {
   RunOnSmallStack([&] {
     Tree_NodePtr leaf = Leaf("leaf", "1");
     const PoolFigures before = PoolFigures::Now();
-    Tree_Path path(Rw(RepeatedPath('x', kDepth)));
+    Tree_Path path(Bytes(RepeatedPath('x', kDepth)));
     ZelGLog.SetLevel(0);  // the refusal writes a line
     Tree_NodePtr last = leaf->GetOrCreateRelativeNode(path, leaf);
     ZelGLog.SetLevel(5);
@@ -228,10 +224,10 @@ TEST_F(DeepChain, IsCreatedBelowALeafAndLetGo) {
 TEST_F(DeepChain, TellsItsPath) {
   OnSmallStack([&] {
     const std::string expected = RepeatedPath('x', kDepth) + "\\end";
-    EXPECT_TRUE(Rw(expected) == end->GetPath());
+    EXPECT_TRUE(Bytes(expected) == end->GetPath());
     RWCString above("above");
     top->SetVirtualParentPath(above);
-    EXPECT_TRUE(Rw("above\\" + expected) == end->GetPath());
+    EXPECT_TRUE(Bytes("above\\" + expected) == end->GetPath());
   });
 }
 
@@ -253,7 +249,7 @@ TEST_F(DeepChain, IsDuplicated) {
     EXPECT_EQ((PoolFigures{kDepth + 1, kDepth, kDepth, 1, kDepth + 1}),
               PoolFigures::Now() - before);
     EXPECT_EQ(kDepth + 1, Walk(copy));
-    RWCString path = Rw(RepeatedPath('x', kDepth - 1) + "\\end");
+    RWCString path = Bytes(RepeatedPath('x', kDepth - 1) + "\\end");
     EXPECT_EQ(RWCString("reached"), copy->GetValue(path, copy));
     LetGo();
     EXPECT_EQ(kDepth + 1, copy->GetNodeNum());
@@ -291,7 +287,7 @@ TEST_F(DeepChain, IsMovedAndRemoved) {
     EXPECT_EQ(1, other->Add(middle));
     EXPECT_EQ(kMiddle, top->GetNodeNum());
     EXPECT_EQ(kDepth - kMiddle + 2, other->GetNodeNum());
-    EXPECT_TRUE(Rw("other\\" + RepeatedPath('x', kDepth - kMiddle) + "\\end") == end->GetPath());
+    EXPECT_TRUE(Bytes("other\\" + RepeatedPath('x', kDepth - kMiddle) + "\\end") == end->GetPath());
 
     middle->SetKeyName("renamed");
     EXPECT_EQ(middle, other->Get("renamed", other));
@@ -379,7 +375,7 @@ TEST(DeepComb, IsBuiltWalkedPrunedAndDestroyed) {
     EXPECT_EQ(2 * (kLevels - 1), copy->GetNodeNum());
     EXPECT_EQ(copy->GetNodeNum() - 1, copy->GetTreeNodeEntriesCount(copy));
 
-    RWCString path = Rw(RepeatedPath('x', kLevels - 2) + "\\leaf");
+    RWCString path = Bytes(RepeatedPath('x', kLevels - 2) + "\\leaf");
     EXPECT_EQ(RWCString("1"), copy->GetValue(path, copy));
     EXPECT_EQ(3 * kLevels - 2, top->GetNodeNum());
   });

@@ -61,7 +61,7 @@ Result OfSlot(const Tree_NodePtr& slot) {
 }
 Result OfText(const RWCString& text) {
   Result r;
-  r.texts = {Str(text)};
+  r.texts = {Text(text)};
   return r;
 }
 Result OfNumber(int number) {
@@ -384,7 +384,7 @@ RWCString RandomPath(Random& random, const Tree_NodePtr& start) {
     Tree_NodePtr node = start;
     while (node->GetChildCount() > 0 && !random.OneIn(4)) {
       node = node->GetChildAt(random.Below(node->GetChildCount()));
-      const std::string name = Str(node->GetKeyName());
+      const std::string name = Text(node->GetKeyName());
       segments.push_back(WithoutClock(name) == name ? node->GetKeyName() : RWCString("z"));
     }
     if (random.OneIn(5)) segments.push_back(RandomName(random));
@@ -449,7 +449,7 @@ int RandomLevel(Random& random) {
 // Where a reader stands.
 std::string StateOf(Tree_Path& reader) {
   const int before = reader.IsOnlyRoot();
-  const std::string next = Str(reader.GetRoot());
+  const std::string next = Text(reader.GetRoot());
   return std::to_string(before) + " " + next + " " + std::to_string(reader.IsOnlyRoot());
 }
 
@@ -480,11 +480,11 @@ void Ask(World& world, Random& random) {
   const int taken = random.OneIn(5) ? random.Below(3) : 0;
   const int walks = random.OneIn(4) ? 2 : 1;
   SCOPED_TRACE(testing::Message() << operation.name << ", path "
-                                  << testing::PrintToString(Str(q.path)) << ", name "
-                                  << testing::PrintToString(Str(q.name)) << ", index " << q.index
+                                  << testing::PrintToString(Text(q.path)) << ", name "
+                                  << testing::PrintToString(Text(q.name)) << ", index " << q.index
                                   << ", strip " << q.strip_top << ", " << taken << " taken, "
                                   << walks << " walks, from "
-                                  << testing::PrintToString(Str(q.start->GetPath())));
+                                  << testing::PrintToString(Text(q.start->GetPath())));
 
   LogCapture log(RandomLevel(random));
   Tree_Path literal_reader = Reader(q.path, taken);
@@ -502,10 +502,10 @@ void Ask(World& world, Random& random) {
 // A node with everything below it, in text.
 std::string Dump(const Tree_NodePtr& node) {
   std::ostringstream out;
-  out << testing::PrintToString(WithoutClock(Str(node->GetKeyName())))
+  out << testing::PrintToString(WithoutClock(Text(node->GetKeyName())))
       << (node->IsLeaf() ? "=" : "");
   if (Tree_Value* const value = node->GetTreeValue()) {
-    out << testing::PrintToString(Str(value->GetValue())) << value->IsChange();
+    out << testing::PrintToString(Text(value->GetValue())) << value->IsChange();
   }
   if (node->GetId() != 0) out << "#" << node->GetId();
   if (node->GetChildCount() > 0) out << "(";
@@ -542,9 +542,9 @@ void Create(World& world, World& twin, Random& random) {
   const int taken = random.OneIn(5) ? random.Below(3) : 0;
   const bool other_name = random.OneIn(2);
   const int walks = random.OneIn(4) ? 2 : 1;
-  SCOPED_TRACE(testing::Message() << "creation, path " << testing::PrintToString(Str(path)) << ", "
+  SCOPED_TRACE(testing::Message() << "creation, path " << testing::PrintToString(Text(path)) << ", "
                                   << taken << " taken, " << walks << " walks, from "
-                                  << testing::PrintToString(Str(nodes[start]->GetPath())));
+                                  << testing::PrintToString(Text(nodes[start]->GetPath())));
 
   Tree_Path literal_reader = Reader(path, taken);
   Tree_Path library_reader = Reader(path, taken);

@@ -17,11 +17,13 @@ namespace {
 constexpr int kNoLimit = std::numeric_limits<int>::max();
 
 constexpr const char* kOverview =
-    "Shows configuration files - JSON, XML, INI and Windows registry exports - as trees,\ncompares them and lays them over each other.";
+    "Shows configuration files - JSON, XML, INI and Windows registry exports - as trees,\n"
+    "compares them and lays them over each other.";
 
 constexpr const char* kFooter =
     R"(FILE may be - for standard input.  A PATH is names joined by backslashes, relative to the
 top, such as 'ports\http'; quote it for the shell.  name[2] is the second sibling of a name.
+--json and --color are for what is printed: export, convert, merge and changes take neither.
 
 Examples:
   cfgtree print settings.json
@@ -187,13 +189,23 @@ void AddCommonOptions(CLI::App& command, RawOptions& raw) {
       ->check(CLI::IsMember(FormatNames()))
       ->option_text("NAME")
       ->take_last();
+  AddNumber(command, "--log", raw.log_level, 0, 7,
+            "The library's log up to level N (3 errors, 7 everything) on standard error");
+}
+
+// How an answer on standard output looks.  To a command whose result is a file they mean
+// nothing.
+void AddPrintingOptions(CLI::App& command, RawOptions& raw) {
   command.add_flag("--json", raw.json, "Print JSON for scripts");
   command.add_option("--color", raw.color, "Colour and columns: auto, always or never")
       ->check(CLI::IsMember({"auto", "always", "never"}))
       ->option_text("WHEN")
       ->take_last();
-  AddNumber(command, "--log", raw.log_level, 0, 7,
-            "The library's log up to level N (3 errors, 7 everything) on standard error");
+}
+
+bool WritesFile(const CLI::App& command) {
+  const std::string& name = command.get_name();
+  return name == "export" || name == "convert" || name == "merge" || name == "changes";
 }
 
 // One more file to read.  Positional arguments are taken in the order in which they are
@@ -329,11 +341,13 @@ void AddCommands(CLI::App& app, RawOptions& raw) {
   AddLayerCommands(app, raw);
   AddComparisonCommands(app, raw);
 
-  // Options that all commands share may stand before the command, too.
+  // Options that many commands share may stand before the command, too.
   AddCommonOptions(app, raw);
+  AddPrintingOptions(app, raw);
   for (CLI::App* command : app.get_subcommands({})) {
     command->group("Commands");
     AddCommonOptions(*command, raw);
+    if (!WritesFile(*command)) AddPrintingOptions(*command, raw);
   }
 }
 
@@ -392,15 +406,33 @@ void RequireCommand(const std::vector<std::string>& arguments, const CLI::App& a
   throw UsageError("unknown command " + arguments[0]);
 }
 
-std::string Explain(const CLI::ParseError& error) {
-  std::string text = error.what();
-  const std::string_view kNotExpected[] = {"The following argument was not expected: ",
-                                           "The following arguments were not expected: "};
-  for (const std::string_view prefix : kNotExpected) {
-    if (!StartsWith(text, prefix)) continue;
-    const std::string what = text.substr(prefix.size());
-    return (StartsWith(what, "-") ? "unknown option " : "too many arguments: ") + what;
+// What stands before the command is read when it is not known yet which one follows.
+void RequireOptionsOf(const CLI::App& command, const CLI::App& app) {
+  for (const CLI::Option* option : app.get_options()) {
+    const std::string name = option->get_name();
+    if (option->count() > 0 && command.get_option_no_throw(name) == nullptr) {
+      throw UsageError(command.get_name() + " takes no " + name);
+    }
   }
+}
+
+// `left` are the arguments that the command did not take.
+std::string ExplainExtras(const std::vector<std::string>& left) {
+  std::string all;
+  for (const std::string& argument : left) {
+    // What stands behind it may be its value.
+    if (StartsWith(argument, "-") && argument != "-") return "unknown option " + argument;
+    if (!all.empty()) all += ' ';
+    all += argument;
+  }
+  return "too many arguments: " + all;
+}
+
+std::string Explain(const CLI::ParseError& error, const CLI::App& app) {
+  if (dynamic_cast<const CLI::ExtrasError*>(&error) != nullptr) {
+    return ExplainExtras(app.remaining(true));
+  }
+  std::string text = error.what();
   // "--depth: 1 required INT missing"
   if (dynamic_cast<const CLI::ArgumentMismatch*>(&error) != nullptr) {
     return text.substr(0, text.find(':')) + " needs a value";
@@ -427,13 +459,15 @@ ParsedCommandLine ParseCommandLine(const std::vector<std::string>& arguments) {
     RequireCommand(arguments, app);
     // CLI11 takes the arguments from the back.
     app.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend()));
-    parsed.options = ToOptions(raw, app.get_subcommands().front()->get_name());
+    const CLI::App& command = *app.get_subcommands().front();
+    RequireOptionsOf(command, app);
+    parsed.options = ToOptions(raw, command.get_name());
   } catch (const CLI::CallForHelp&) {
     parsed.text = app.help();
   } catch (const CLI::CallForVersion&) {
     parsed.text = app.version() + "\n";
   } catch (const CLI::ParseError& error) {
-    throw UsageError(Explain(error));
+    throw UsageError(Explain(error, app));
   }
   return parsed;
 }

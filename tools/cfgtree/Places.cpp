@@ -100,7 +100,7 @@ std::string PathNamer::PathOf(Tree_Node* node) {
 }
 
 void PathNamer::CountSiblings(Tree_Node* parent) {
-  if (parent->GetChildCount() < 2 || !m_counted.emplace(parent, true).second) return;
+  if (parent->GetChildCount() < 2 || !m_counted.insert(parent).second) return;
   // Equal names are one interned string, so its address stands for it.
   std::unordered_map<const RWCString*, int> seen;
   for (int i = 0; i < parent->GetChildCount(); ++i) {

@@ -14,6 +14,7 @@
 #include <string>
 #include <string_view>
 #include <unordered_map>
+#include <unordered_set>
 #include <vector>
 
 #include "Tree/Tree_Node.h"
@@ -53,7 +54,7 @@ class PathNamer {
   const Tree_Node* m_top;
   // Nodes that need a number, with it; and the parents whose children were counted.
   std::unordered_map<const Tree_Node*, int> m_numbers;
-  std::unordered_map<const Tree_Node*, bool> m_counted;
+  std::unordered_set<const Tree_Node*> m_counted;
 };
 
 }  // namespace cfgtree

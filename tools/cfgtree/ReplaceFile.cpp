@@ -130,6 +130,7 @@ void RequireWritable(const fs::path& path) {
   }
 }
 
+// Windows: an interrupted process leaves the temporary file.
 class RemovedOnSignal {
  public:
   explicit RemovedOnSignal(const fs::path&) {}

@@ -4,7 +4,6 @@
 #define CFGTREE_SYSTEM_H
 
 #include <cstddef>
-#include <cstdio>
 #include <functional>
 #include <string>
 #include <string_view>
@@ -36,7 +35,7 @@ std::string Environment(const char* name);
 // What the system calls an error, as the end of an error line.
 std::string ErrorText(std::error_code error);
 
-// Whether names in a path may also be separated by backslashes.
+// Whether `c` separates the names in a file's path; a backslash does on Windows only.
 bool IsPathSeparator(char c);
 
 // Files above this size are refused; the counts of the library are 32-bit numbers.

@@ -1,6 +1,7 @@
 #include "Terminal.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "System.h"
 #include "Text.h"

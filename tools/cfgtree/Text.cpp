@@ -67,6 +67,18 @@ std::string OneDecimal(double number, const char* unit) {
 
 }  // namespace
 
+std::string_view Trimmed(std::string_view text, std::string_view blanks) {
+  const std::size_t first = text.find_first_not_of(blanks);
+  if (first == text.npos) return text.substr(text.size());
+  return text.substr(first, text.find_last_not_of(blanks) - first + 1);
+}
+
+std::string LowerCase(std::string_view text) {
+  std::string lower(text);
+  for (char& c : lower) c = LowerCase(c);
+  return lower;
+}
+
 std::string Printable(std::string_view text) {
   std::string out;
   out.reserve(text.size());

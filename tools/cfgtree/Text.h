@@ -1,4 +1,5 @@
-// Text as it is shown: made harmless for a terminal, measured and cut by columns.
+// Text as it is read, compared and shown: trimmed, in small letters, made harmless for a
+// terminal, measured and cut by columns.
 
 #ifndef CFGTREE_TEXT_H
 #define CFGTREE_TEXT_H
@@ -18,6 +19,15 @@ inline std::string_view View(const RWCString& text) {
 inline RWCString ToRWCString(std::string_view text) {
   return RWCString(text.data(), text.size());
 }
+
+// `text` without any of `blanks` at its ends; a part of it even when nothing is left.
+std::string_view Trimmed(std::string_view text, std::string_view blanks);
+
+// ASCII letters in small, every other byte as it is.
+constexpr char LowerCase(char c) {
+  return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+}
+std::string LowerCase(std::string_view text);
 
 // `text` on one line and without anything that could drive a terminal or turn the
 // order of what stands around it.  Control characters become \n, \r, \t, \x1b or

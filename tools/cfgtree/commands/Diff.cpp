@@ -60,13 +60,6 @@ std::string Field(Tree_Node* node) {
   return node->IsLeaf() ? ValueText(*node) : InnerText(*node);
 }
 
-// Blanks and emptiness can be seen.
-std::string Shown(Tree_Node& leaf) {
-  const std::string value = ValueText(leaf);
-  const bool quoted = value.empty() || value.front() == ' ' || value.back() == ' ';
-  return quoted ? '"' + value + '"' : value;
-}
-
 // For people: nothing is cut, since the end of a path or value may be what differs.
 void WriteLine(const Difference& difference, const Style& style, Output& out) {
   const Look& look = LookOf(difference.change);
@@ -78,9 +71,9 @@ void WriteLine(const Difference& difference, const Style& style, Output& out) {
     out << ' ' << Painted(InnerText(node), Colour::kDim, style) << '\n';
     return;
   }
-  out << Painted(" = ", Colour::kDim, style) << Shown(node);
+  out << Painted(" = ", Colour::kDim, style) << QuotedValueText(node);
   if (difference.change == Change::kChanged) {
-    out << Painted(" → ", Colour::kDim, style) << Shown(*difference.new_node);
+    out << Painted(" → ", Colour::kDim, style) << QuotedValueText(*difference.new_node);
   }
   out << '\n';
 }

@@ -28,6 +28,13 @@ inline std::string ValueText(Tree_Node& leaf) {
   return Printable(View(value));
 }
 
+// The same, in quotes where blanks at its ends or its emptiness could not be seen.
+inline std::string QuotedValueText(Tree_Node& leaf) {
+  std::string value = ValueText(leaf);
+  const bool quoted = value.empty() || value.front() == ' ' || value.back() == ' ';
+  return quoted ? '"' + value + '"' : value;
+}
+
 // "kind", and "value" or "entries".
 inline void WriteNodeFields(JsonWriter& json, Tree_Node& node) {
   json.Field("kind", KindName(node));

@@ -159,8 +159,7 @@ class Painter : public DrawingSink {
 
  private:
   void Leaf(const std::string& name, Tree_Node& node, std::size_t used) {
-    std::string value = ValueText(node);
-    if (NeedsQuotes(value)) value = '"' + value + '"';
+    const std::string value = QuotedValueText(node);
     const std::size_t name_width = DisplayWidth(name);
     m_out << Painted(Cut(name, used), Colour::kName, m_style);
     m_out << Painted(" = ", Colour::kDim, m_style);
@@ -172,11 +171,6 @@ class Painter : public DrawingSink {
     const bool array = KindOf(node) == NodeKind::kArray;
     m_out << Painted(Cut(name, used), Colour::kTree, m_style) << ' ';
     m_out << Painted(array ? '[' + count + ']' : '(' + count + ')', Colour::kDim, m_style);
-  }
-
-  // So that an empty value, and blanks at the ends of one, can be seen.
-  static bool NeedsQuotes(std::string_view value) {
-    return value.empty() || value.front() == ' ' || value.back() == ' ';
   }
 
   std::string Cut(const std::string& text, std::size_t used) const {

@@ -1,6 +1,9 @@
 #include "readers/FormatDetection.h"
 
 #include "Encoding.h"
+#include "Text.h"
+#include "readers/IniReader.h"
+#include "readers/TreeReader.h"
 
 namespace cfgtree {
 namespace {
@@ -26,33 +29,18 @@ bool IsRead(Format format) {
   return format != Format::kText;
 }
 
-// The first record of a serialized tree, id 0 below -1, alone or behind an empty header.
-constexpr std::string_view kFirstRecord("\0\0\0\0\xFF\xFF\xFF\xFF", 8);
 constexpr std::string_view kEmptyHeader("\0\0\0\0", 4);
 
+// The first record, alone or behind an empty header.
 bool LooksLikeTree(std::string_view bytes) {
   return StartsWith(bytes, kFirstRecord) ||
          (StartsWith(bytes, kEmptyHeader) && StartsWith(bytes.substr(4), kFirstRecord));
 }
 
-std::string Lower(std::string_view text) {
-  std::string lower(text);
-  for (char& c : lower) {
-    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
-  }
-  return lower;
-}
-
 // The letters behind the last dot, in small letters.
 std::string Extension(std::string_view path) {
   const std::size_t dot = path.rfind('.');
-  return dot == path.npos ? "" : Lower(path.substr(dot + 1));
-}
-
-std::string_view Trimmed(std::string_view text) {
-  const std::size_t first = text.find_first_not_of(kBlanks);
-  if (first == text.npos) return "";
-  return text.substr(first, text.find_last_not_of(kBlanks) - first + 1);
+  return dot == path.npos ? "" : LowerCase(path.substr(dot + 1));
 }
 
 // The ASCII characters of UTF-16 text; others become question marks.
@@ -69,10 +57,10 @@ std::string Narrowed(std::string_view bytes, bool big_endian) {
 // `text` begins with "[": an INI section stands alone on its line between brackets;
 // anything else, and what could be the first value of an array, is JSON.
 Format ArrayOrSection(std::string_view text) {
-  const std::string_view line = Trimmed(text.substr(0, text.find('\n')));
-  const std::string_view inside = Trimmed(line.substr(1));
+  const std::string_view line = Trimmed(text.substr(0, text.find('\n')), kIniBlanks);
+  const std::string_view inside = Trimmed(line.substr(1), kIniBlanks);
   if (inside.empty() || inside.back() != ']') return Format::kJson;
-  const std::string_view name = Trimmed(inside.substr(0, inside.size() - 1));
+  const std::string_view name = Trimmed(inside.substr(0, inside.size() - 1), kIniBlanks);
   const bool value = name.empty() || name.find_first_of("[{\"-0123456789") == 0 || name == "true" ||
                      name == "false" || name == "null";
   return value ? Format::kJson : Format::kIni;
@@ -81,7 +69,7 @@ Format ArrayOrSection(std::string_view text) {
 bool LooksLikeIni(std::string_view text) {
   while (!text.empty()) {
     const std::size_t end = text.find('\n');
-    const std::string_view line = Trimmed(text.substr(0, end));
+    const std::string_view line = Trimmed(text.substr(0, end), kIniBlanks);
     if (!line.empty() && line[0] != ';' && line[0] != '#') {
       return line[0] == '[' || line.find('=') != line.npos;
     }
@@ -149,7 +137,7 @@ std::optional<Format> FormatByContent(std::string_view bytes) {
     bytes.remove_prefix(kUtf8Bom.size());
   }
 
-  const std::string_view text = Trimmed(bytes);
+  const std::string_view text = Trimmed(bytes, kBlanks);
   if (text.empty()) return std::nullopt;
   if (StartsWith(text, "Windows Registry Editor") || StartsWith(text, "REGEDIT4")) {
     return Format::kReg;
@@ -169,7 +157,7 @@ std::optional<Format> DetectFormat(std::string_view path, std::string_view bytes
   const std::string extension = Extension(path);
   if (extension != "conf" && extension != "cfg") return format;
   // A [section] looks like the start of a JSON array; under these names it is none.
-  const bool ini = !format || Trimmed(bytes).substr(0, 1) == "[";
+  const bool ini = !format || Trimmed(bytes, kBlanks).substr(0, 1) == "[";
   return ini ? Format::kIni : format;
 }
 

@@ -5,17 +5,10 @@
 #include "Encoding.h"
 #include "Error.h"
 #include "Names.h"
+#include "Text.h"
 
 namespace cfgtree {
 namespace {
-
-constexpr std::string_view kBlanks = " \t\r";
-
-std::string_view Trimmed(std::string_view text) {
-  const std::size_t first = text.find_first_not_of(kBlanks);
-  if (first == text.npos) return text.substr(text.size());
-  return text.substr(first, text.find_last_not_of(kBlanks) - first + 1);
-}
 
 bool IsComment(std::string_view line) {
   return line[0] == ';' || line[0] == '#';
@@ -38,7 +31,7 @@ class IniLines {
 
  private:
   void ReadLine(std::string_view whole) {
-    const std::string_view line = Trimmed(whole);
+    const std::string_view line = Trimmed(whole, kIniBlanks);
     if (line.empty() || IsComment(line)) return;
     if (line[0] == '[') return ReadSection(line);
 
@@ -59,14 +52,14 @@ class IniLines {
   void ReadSection(std::string_view line) {
     const std::size_t close = FindClose(line);
     if (m_tree.Current() != m_tree.Top()) m_tree.Leave();
-    m_tree.Enter(EncodeName(Trimmed(line.substr(1, close - 1)), m_storage));
+    m_tree.Enter(EncodeName(Trimmed(line.substr(1, close - 1), kIniBlanks), m_storage));
   }
 
   // The first ] with nothing but a comment behind it, since names may have a ] inside.
   std::size_t FindClose(std::string_view line) const {
     std::size_t last = line.npos;
     for (std::size_t i = line.find(']'); i != line.npos; i = line.find(']', i + 1)) {
-      const std::size_t next = line.find_first_not_of(kBlanks, i + 1);
+      const std::size_t next = line.find_first_not_of(kIniBlanks, i + 1);
       if (next == line.npos || IsComment(line.substr(next))) return i;
       last = next;
     }
@@ -75,9 +68,9 @@ class IniLines {
   }
 
   void ReadKey(std::string_view line, std::size_t equals) {
-    const std::string_view name = Trimmed(line.substr(0, equals));
+    const std::string_view name = Trimmed(line.substr(0, equals), kIniBlanks);
     if (name.empty()) Fail(line, "a value without a name before its =");
-    m_tree.Leaf(EncodeName(name, m_storage), Trimmed(line.substr(equals + 1)));
+    m_tree.Leaf(EncodeName(name, m_storage), Trimmed(line.substr(equals + 1), kIniBlanks));
   }
 
   [[noreturn]] void Fail(std::string_view where, std::string_view what) const {

@@ -19,10 +19,15 @@
 #ifndef CFGTREE_READERS_INIREADER_H
 #define CFGTREE_READERS_INIREADER_H
 
+#include <string_view>
+
 #include "TreeBuilder.h"
 #include "readers/Source.h"
 
 namespace cfgtree {
+
+// What is dropped around names and values.
+inline constexpr std::string_view kIniBlanks = " \t\r";
 
 // Reads the file below the top of `tree`.  Throws an Error with line and column for a
 // line that is none of the above.

@@ -13,6 +13,7 @@
 #include "Encoding.h"
 #include "Error.h"
 #include "Names.h"
+#include "Text.h"
 
 namespace cfgtree {
 namespace {
@@ -111,9 +112,7 @@ class JsonHandler {
 // "Missing a comma or } after an object member." as the end of an error line.
 std::string Lowered(std::string_view message) {
   std::string text(message.substr(0, message.find_last_not_of('.') + 1));
-  if (!text.empty() && text[0] >= 'A' && text[0] <= 'Z') {
-    text[0] = static_cast<char>(text[0] - 'A' + 'a');
-  }
+  if (!text.empty()) text[0] = LowerCase(text[0]);
   return text;
 }
 

@@ -23,10 +23,6 @@ bool IsHexDigit(char c) {
   return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F');
 }
 
-char Lower(char c) {
-  return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
-}
-
 // A scanner over the whole text.  m_next is the offset of the next byte to look at.
 class RegScanner {
  public:
@@ -210,7 +206,7 @@ class RegScanner {
   bool Accept(std::string_view word) {
     if (m_text.size() - m_next < word.size()) return false;
     for (std::size_t i = 0; i < word.size(); ++i) {
-      if (Lower(m_text[m_next + i]) != word[i]) return false;
+      if (LowerCase(m_text[m_next + i]) != word[i]) return false;
     }
     m_next += word.size();
     return true;
@@ -219,7 +215,7 @@ class RegScanner {
   // Up to `most` hexadecimal digits, in small letters.
   std::string HexDigits(std::size_t most) {
     std::string digits;
-    while (digits.size() < most && IsHexDigit(Peek())) digits += Lower(m_text[m_next++]);
+    while (digits.size() < most && IsHexDigit(Peek())) digits += LowerCase(m_text[m_next++]);
     return digits;
   }
 

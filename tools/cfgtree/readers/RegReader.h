@@ -23,10 +23,10 @@
 // Each key is an inner node below its parent key, each value a leaf.  A section that
 // comes again goes on with the same node.  Text (REG_SZ) is the leaf's value as it is;
 // every other type keeps its notation, with small hexadecimal digits, eight of them in
-// a dword, and no line breaks (an export breaks the line of a long hex value).  A deleted value is
-// a leaf "-", a deleted key a leaf
-// "[-]".  Text that could be taken for one of these, or begins with a quote, is kept in
-// double quotes (QuoteRegText), so no type is ever lost.
+// a dword, and no line breaks (an export breaks the line of a long hex value).  A deleted
+// value is a leaf "-", a deleted key a leaf "[-]".  Text that could be taken for one of
+// these, or begins with a quote, is kept in double quotes (QuoteRegText), so no type is
+// ever lost.
 //
 // Names are compared byte for byte although the registry ignores case.  A key may have
 // a value and a sub-key of one name; both are there, and a path finds the first.

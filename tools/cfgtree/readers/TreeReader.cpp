@@ -14,9 +14,6 @@ namespace {
 constexpr std::size_t kNumberSize = 4;
 constexpr std::int32_t kNoParent = -1;
 
-// The first record's id 0 and parent id -1.
-constexpr std::string_view kFirstIds("\0\0\0\0\xFF\xFF\xFF\xFF", 8);
-
 // A place in the buffer.  Whatever it takes is inside, or an Error is thrown.
 class Cursor {
  public:
@@ -119,8 +116,8 @@ class TreeBuffer {
     if (bytes.empty()) cursor.Fail(0, "the file is empty; a serialized tree has a record at least");
     // A file that ends inside the first ids has no header either, unless it is the header
     // of length 0.
-    const std::string_view start = bytes.substr(0, kFirstIds.size());
-    if (start.size() != kNumberSize && StartsWith(kFirstIds, start)) return;
+    const std::string_view start = bytes.substr(0, kFirstRecord.size());
+    if (start.size() != kNumberSize && StartsWith(kFirstRecord, start)) return;
 
     Cursor length(m_source, 0);
     const std::int32_t size = length.Number("its header");

@@ -29,11 +29,15 @@
 
 #include <optional>
 #include <string>
+#include <string_view>
 
 #include "TreeBuilder.h"
 #include "readers/Source.h"
 
 namespace cfgtree {
+
+// How the first record begins: id 0 below parent -1.
+inline constexpr std::string_view kFirstRecord("\0\0\0\0\xFF\xFF\xFF\xFF", 8);
 
 // Reads the buffer into `tree`, whose top takes the name of the first record.  `header`
 // receives the virtual parent path when there is one; the tree does not.  Throws an

@@ -10,18 +10,11 @@
 #include "NodeKind.h"
 #include "Text.h"
 #include "Walk.h"
+#include "readers/IniReader.h"
 #include "writers/CommonLosses.h"
 
 namespace cfgtree {
 namespace {
-
-constexpr std::string_view kBlanks = " \t\r";
-
-std::string_view Trimmed(std::string_view text) {
-  const std::size_t first = text.find_first_not_of(kBlanks);
-  if (first == text.npos) return "";
-  return text.substr(first, text.find_last_not_of(kBlanks) - first + 1);
-}
 
 bool IsOneLine(std::string_view text) {
   constexpr std::string_view kNoPlace("\n\0", 2);
@@ -30,16 +23,16 @@ bool IsOneLine(std::string_view text) {
 
 // Whether "name = value" is read as a key of that name.
 bool IsKeyName(std::string_view name) {
-  return !name.empty() && Trimmed(name) == name && IsOneLine(name) && name.find('=') == name.npos &&
-         std::string_view("[;#").find(name[0]) == name.npos;
+  return !name.empty() && Trimmed(name, kIniBlanks) == name && IsOneLine(name) &&
+         name.find('=') == name.npos && std::string_view("[;#").find(name[0]) == name.npos;
 }
 
 // Whether "[name]" is read as a section of that name: no ] of the name may look like the
 // last one, which a comment may follow.
 bool IsSectionName(std::string_view name) {
-  if (Trimmed(name) != name || !IsOneLine(name)) return false;
+  if (Trimmed(name, kIniBlanks) != name || !IsOneLine(name)) return false;
   for (std::size_t i = name.find(']'); i != name.npos; i = name.find(']', i + 1)) {
-    const std::size_t next = name.find_first_not_of(kBlanks, i + 1);
+    const std::size_t next = name.find_first_not_of(kIniBlanks, i + 1);
     if (next != name.npos && (name[next] == ';' || name[next] == '#')) return false;
   }
   return true;
@@ -130,7 +123,7 @@ class IniFile {
       m_losses.Count("value with a line break is left out", "values with line breaks are left out");
       return;
     }
-    if (Trimmed(value) != value) {
+    if (Trimmed(value, kIniBlanks) != value) {
       m_losses.Count("value loses blanks at its ends", "values lose blanks at their ends");
     }
     m_text += name;
@@ -140,7 +133,7 @@ class IniFile {
     if (!bare) {
       CountKind(leaf, m_losses);
       m_text += value.empty() ? " =" : " = ";
-      m_text += Trimmed(value);
+      m_text += Trimmed(value, kIniBlanks);
     }
     m_text += LineEnd(m_style);
   }

@@ -100,9 +100,8 @@ class JsonFile {
                                      : *level.node->GetChildAt(level.next);
       if (level.next++ > 0) m_text += ',';
       const bool first = level.next == 1;
-      const bool array = level.array;
       NewLine(m_open.size(), first);
-      if (!array) {
+      if (!level.array) {
         Quote(DecodeName(View(child.GetKeyName())));
         m_text += m_style.json_blanks ? ": " : ":";
       }

@@ -49,14 +49,6 @@ std::string_view TextOf(std::string_view value) {
   return QuoteRegText(inside) == value ? inside : value;
 }
 
-std::string LowerCase(std::string_view text) {
-  std::string lower(text);
-  for (char& c : lower) {
-    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
-  }
-  return lower;
-}
-
 // Columns that the line's text takes in the editor: UTF-16 units.
 std::size_t Units(std::string_view text) {
   std::size_t units = 0;
