@@ -69,17 +69,29 @@ void Tree_NameIndex::Removed(const Tree_ElementArray& elements, std::size_t posi
                              const Tree_NodePtr* removed) {
   if (m_broken) return;
   const RWCString* const name = NameOf(removed);
-  const bool alone = m_repeated.find(name) == m_repeated.end();
+  const bool is_listed_once = ListsOnce(removed, name);
   if (!Unlist(elements, position, removed, name)) {
     Break();
     return;
   }
-  // No other index can list a node whose parent was never set by hand, unless a caller has put
-  // it into a handle, nor can this one, which would do so under the same name.
+  // No other index can list a node that is no stray, unless a caller has put it into a handle.
   std::atomic<Group>& mark = (*removed)->m_index_group;
-  if (alone && !(*removed)->m_parent_was_set && mark.load(std::memory_order_relaxed) == m_group) {
+  if (is_listed_once && !(*removed)->m_is_stray &&
+      mark.load(std::memory_order_relaxed) == m_group) {
     mark.store(kNoGroup, std::memory_order_relaxed);
   }
+}
+
+// Whether the node of a handle is listed under no other one.  Not certain where many siblings
+// share its name.
+bool Tree_NameIndex::ListsOnce(const Tree_NodePtr* element, const RWCString* name) const {
+  const auto repeated = m_repeated.find(name);
+  if (repeated == m_repeated.end()) return true;
+  constexpr std::size_t kMany = 64;
+  const std::unordered_set<const Tree_NodePtr*>& all = repeated->second;
+  return all.size() < kMany && std::none_of(all.begin(), all.end(), [element](const auto* other) {
+           return other != element && *other == *element;
+         });
 }
 
 void Tree_NameIndex::Renamed(const Tree_Node* node) {
@@ -187,8 +199,8 @@ bool Tree_NameIndex::Unlist(const Tree_ElementArray& elements, std::size_t posit
 // Moves the handle of a renamed child to its new name, where that is certain.
 bool Tree_NameIndex::Relist(const Tree_ElementArray& elements, const Tree_Node* node,
                             const RWCString* old_name) {
-  // A node whose parent was set by hand may be listed twice.
-  if (!IsCurrent() || node->m_parent_was_set) return false;
+  // A stray may be listed twice.
+  if (!IsCurrent() || node->m_is_stray) return false;
   Tree_NodePtr* element = m_table.CellOf(old_name).first;
   if (element == nullptr) return false;
   if (element->get() != node) {

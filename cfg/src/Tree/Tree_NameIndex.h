@@ -112,6 +112,7 @@ class Tree_NameIndex {
 
   static void SetFirst(Cell& cell, Tree_NodePtr* element);
   bool Lists(const Tree_NodePtr* element, const RWCString* name) const;
+  bool ListsOnce(const Tree_NodePtr* element, const RWCString* name) const;
   void List(Tree_NodePtr* element);
   void MakeFirst(const Tree_ElementArray& elements, Tree_NodePtr* element);
   bool Unlist(const Tree_ElementArray& elements, std::size_t position, const Tree_NodePtr* element,

@@ -63,7 +63,7 @@ Tree_Node::Tree_Node(const RWCString* interned_name, Tree_Value* value)
       m_virtual_parent_path(nullptr),
       m_allows_children(value == nullptr),
       m_is_listed(false),
-      m_parent_was_set(false),
+      m_is_stray(false),
       m_index_group(0),
       m_id(0),
       m_parent(nullptr),
@@ -93,6 +93,10 @@ Tree_Node& Tree_Node::operator=(const Tree_Node& other) {
   m_id = other.m_id;
   SetParent(other.m_parent);
   m_value = other.m_value;
+  // Children tell whoever they name as their parent when they are renamed, which need not be
+  // told any more whose children these are.
+  if (m_children != nullptr) m_children->DropShortcuts();
+  if (other.m_children != nullptr) other.m_children->DropShortcuts();
   m_children = other.m_children;
   return *this;
 }
@@ -129,6 +133,7 @@ void Tree_Node::Rename(const RWCString* interned_name) {
   const RWCString* const old_name = std::exchange(m_key_name, interned_name);
   Tree_NodePtrVec* const siblings = ListedIn();
   if (siblings != nullptr) siblings->ChildRenamed(this);
+  if (m_is_stray) Tree_NodePtrVec::StrayChanged();
   if (m_index_group == 0) return;
   Tree_NameIndex* const index = siblings == nullptr ? nullptr : siblings->Index();
   if (index != nullptr) {
@@ -159,12 +164,12 @@ Tree_Node* Tree_Node::GetParent() {
 }
 
 void Tree_Node::SetParent(Tree_Node* parent) {
-  // From now on nobody tells the siblings when this node gets another name.  Its handle may
-  // even hold another node by now.
-  if (Tree_NodePtrVec* const siblings = ListedIn()) siblings->DropShortcuts();
+  // The parent up to now is left alone: where a caller has put another node into this one's
+  // handle it may be gone, or another thread's.
+  if (m_is_listed && m_parent != nullptr) Tree_NodePtrVec::StrayChanged();
   m_parent = parent;
   m_is_listed = false;
-  m_parent_was_set = true;
+  m_is_stray = true;
 }
 
 Tree_Value* Tree_Node::GetTreeValue() {

@@ -93,7 +93,8 @@ class TREE_API Tree_Node {
   int GetId();
   void SetId(int id);
 
-  // The parent, null for a top node.  SetParent touches no list of children.
+  // The parent, null for a top node.  SetParent touches no list of children, and neither the
+  // former parent nor the new one.
   Tree_Node* GetParent();
   void SetParent(Tree_Node* parent);
 
@@ -203,9 +204,9 @@ class TREE_API Tree_Node {
   // a reference into the tree, valid until the tree changes.  Assigning another
   // node to such a reference replaces the child in place.  Nothing else is told: the
   // new node's parent is not set, the old node goes on naming this one as its parent
-  // (call SetParent(nullptr) on it before this one goes), a sibling that bears the new
-  // node's name is found before it, and among many siblings the new node may not be found
-  // by its name.
+  // (call SetParent(nullptr) on it before it is used for anything else), a sibling that
+  // bears the new node's name is found before it, and among many siblings the new node
+  // may not be found by its name.
   // Cost: a name is found in constant time, however many siblings there are.
 
   // The child called `name`, `this_ptr` for an empty name, NULL_TREE_NODE_PTR (or
@@ -411,6 +412,9 @@ class TREE_API Tree_Node {
   // Changes the name and tells whoever has listed this node under the old one.
   void Rename(const RWCString* interned_name);
 
+  // Makes a child name no parent any more.
+  void Orphan(Tree_Node& child);
+
   // The vector that lists this node, null where that is not certain.
   Tree_NodePtrVec* ListedIn() const;
 
@@ -488,7 +492,7 @@ class TREE_API Tree_Node {
   const RWCString* m_virtual_parent_path;
   bool m_allows_children;
   bool m_is_listed;                          // m_parent, when not null, lists this node
-  bool m_parent_was_set;                     // a caller has set m_parent by hand at some time
+  bool m_is_stray;                           // see Tree_NodePtrVec::StrayChanged
   std::atomic<unsigned char> m_index_group;  // see Tree_NameIndex
   int m_id;
   Tree_Node* m_parent;

@@ -44,7 +44,7 @@ class Tree_Node::Maker {
 
   // Add() of a node that stands in no tree yet.  A refused one stays in `child`.
   bool Add(Tree_Node& parent, Tree_NodePtr&& child) {
-    if (m_is_traced || !parent.m_allows_children) return parent.AddNew(std::move(child));
+    if (IsTraced() || !parent.m_allows_children) return parent.AddNew(std::move(child));
     Append(parent, std::move(child), -1);
     return true;
   }
@@ -61,7 +61,7 @@ class Tree_Node::Maker {
   // that is not all there is to do or a pool has nothing at hand; Add() does it then.
   bool AddLeafCopy(Tree_Node& parent, const Tree_Node& source) {
     const Tree_Value* const value = source.m_value;
-    if (m_is_traced || source.m_allows_children || value == nullptr) return false;
+    if (IsTraced() || source.m_allows_children || value == nullptr) return false;
     if (!parent.m_allows_children || parent.m_children == nullptr) return false;
     Tree_ElementArray& children = parent.m_children->m_elements;
     if (!children.HasRoom() || !children.HasWords()) return false;
@@ -78,7 +78,7 @@ class Tree_Node::Maker {
   }
 
   // Whether operations on nodes have something to trace.
-  bool IsTraced() const { return m_is_traced; }
+  static bool IsTraced() { return ZelGLog.GetLevel() >= tree_log::kTrace; }
 
  private:
   Tree_NodePtr Handle(Tree_Node* node) {
@@ -93,7 +93,6 @@ class Tree_Node::Maker {
     return Tree_NodePtr(leaf);
   }
 
-  const bool m_is_traced = ZelGLog.GetLevel() >= tree_log::kTrace;
   Zel_PoolSupply m_nodes{m_NodesPool};
   Zel_PoolSupply m_values{Tree_Value::m_sValuesPool};
   Zel_PoolSupply m_handles{Tree_NodePtrVec::m_pPrivatePool};

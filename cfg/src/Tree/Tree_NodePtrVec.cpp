@@ -33,6 +33,9 @@
 
 namespace {
 
+// See Tree_NodePtrVec::StrayChanged().
+std::atomic<std::uint32_t> g_stray_changes{0};
+
 // A shortcut has a tag in its upper bits, an address, and in the lowest bits what is there.
 constexpr int kTagShift = 48;
 constexpr std::uint64_t kTagMask = ~std::uint64_t{0} << kTagShift;
@@ -94,10 +97,10 @@ bool EqualsZeroTerminated(const RWCString& name, const char* text, std::size_t l
 
 }  // namespace
 
-Tree_NodePtrVec::Tree_NodePtrVec() : m_index(nullptr), m_dropped(-1), m_gave_away(false) {}
+Tree_NodePtrVec::Tree_NodePtrVec() : m_index(nullptr), m_dropped(-1), m_state(0) {}
 
 Tree_NodePtrVec::Tree_NodePtrVec(const Tree_NodePtrVec& other)
-    : m_elements(other.m_elements), m_index(nullptr), m_dropped(-1), m_gave_away(false) {}
+    : m_elements(other.m_elements), m_index(nullptr), m_dropped(-1), m_state(0) {}
 
 Tree_NodePtrVec& Tree_NodePtrVec::operator=(const Tree_NodePtrVec& other) {
   if (this == &other) return *this;
@@ -193,15 +196,13 @@ void Tree_NodePtrVec::InsertElement(std::size_t position, Tree_NodePtr* element)
     DeleteElement(element);
     throw;
   }
-  // The rename of such a node need not find this vector.
-  if (child != nullptr && child->m_parent_was_set) m_elements.DropWords();
   if (!m_elements.HasWords()) IndexInserted(position);
 }
 
 void Tree_NodePtrVec::Append(Tree_NodePtr&& p) {
   const Tree_Node* const child = p.get();
   Tree_NodePtr* const element = NewElement(std::move(p));
-  if (m_elements.HasRoom() && m_elements.HasWords() && !child->m_parent_was_set) {
+  if (m_elements.HasRoom() && m_elements.HasWords()) {
     m_elements.AppendInRoom(element, ShortcutTo(child));
   } else {
     InsertElement(m_elements.size(), element);
@@ -265,7 +266,10 @@ int Tree_NodePtrVec::PositionOf(const Tree_NodePtr* element) const {
 
 Tree_NodePtrVec::Found Tree_NodePtrVec::FindOnPath(const RWCString* name) const {
   if (name == nullptr) return {};
-  if (m_elements.HasWords()) return FindByShortcut(name);
+  if (m_elements.HasWords()) {
+    CatchUpWithStrays();
+    return FindByShortcut(name);
+  }
   const Tree_NameIndex* const index = CurrentIndex();
   if (index == nullptr) return At(Scan(name));
   const Tree_NameIndex::Cell& cell = index->Find(name);
@@ -282,7 +286,7 @@ Tree_NodePtrVec::Found Tree_NodePtrVec::FindByShortcut(const RWCString* name) co
     return Follow(name, m_elements[place], word.load(std::memory_order_relaxed),
                   [&word] { return word.load(std::memory_order_relaxed); });
   }
-  return m_gave_away.load(std::memory_order_relaxed) ? At(Scan(name)) : Found{};
+  return GaveAway() ? At(Scan(name)) : Found{};
 }
 
 // A vector is looked through; it takes three cache lines.
@@ -328,6 +332,7 @@ Tree_NodePtrVec::Found Tree_NodePtrVec::FindIfLast(const char* text, std::size_t
   const Tree_Node* const node = last->get();
   if (node == nullptr || !node->m_key_name->equals(text, length)) return {};
   // A sibling before it may bear the same name.
+  CatchUpWithStrays();
   const bool is_first = m_elements.HasWords() &&
                         FirstTagged(m_elements.Words(), size, TagOf(node->m_key_name)) == size - 1;
   return is_first ? Found{last, NextStep(node)} : FindOnPath(node->m_key_name);
@@ -389,10 +394,44 @@ void Tree_NodePtrVec::ChildLostChildren(const Tree_Node* child, const void* chil
 void Tree_NodePtrVec::RefreshShortcut(const void* target, const Tree_Node* child) noexcept {
   if (!m_elements.HasWords()) return;
   for (std::size_t i = m_elements.size(); i-- > 0;) {
-    if (AddressIn(m_elements.WordAt(i)) != target) continue;
+    // A sibling's may lead there too: to where something was that is gone.
+    if (AddressIn(m_elements.WordAt(i)) != target || m_elements[i]->get() != child) continue;
     m_elements.SetWord(i, ShortcutTo(child));
     return;
   }
+}
+
+void Tree_NodePtrVec::StrayChanged() noexcept {
+  std::uint32_t changes = g_stray_changes.load(std::memory_order_relaxed);
+  while (changes != kMostChanges &&
+         !g_stray_changes.compare_exchange_weak(changes, changes + 1, std::memory_order_relaxed)) {
+  }
+}
+
+inline void Tree_NodePtrVec::CatchUpWithStrays() const noexcept {
+  const std::uint32_t changes = g_stray_changes.load(std::memory_order_relaxed);
+  if (changes != 0 && changes != (m_state.load(std::memory_order_relaxed) & kMostChanges)) {
+    RefreshShortcuts(changes);
+  }
+}
+
+// Several readers may do so at a time: what they write is the same.
+void Tree_NodePtrVec::RefreshShortcuts(std::uint32_t stray_changes) const noexcept {
+  auto& elements = const_cast<Tree_ElementArray&>(m_elements);
+  for (std::size_t i = 0; i < elements.size() && elements.HasWords(); ++i) {
+    const Shortcut shortcut = ShortcutTo(elements[i]->get());
+    if (elements.WordAt(i) != shortcut) elements.SetWord(i, shortcut);
+  }
+  if (stray_changes == kMostChanges) return;
+  std::uint32_t state = m_state.load(std::memory_order_relaxed);
+  while (!m_state.compare_exchange_weak(state, (state & kGaveAway) | stray_changes,
+                                        std::memory_order_relaxed)) {
+  }
+}
+
+// A wide vector's index sees to itself.
+bool Tree_NodePtrVec::MayListTwice(const Tree_NodePtr& removed) {
+  return GaveAway() && m_elements.HasWords() && index(removed) >= 0;
 }
 
 const Tree_NameIndex* Tree_NodePtrVec::CurrentIndex() const {

@@ -38,6 +38,13 @@ class Zel_PoolSupply;
 //         a handle that the vector gave away; a look-up that finds no name by the shortcuts
 //         of a narrow vector then goes to all children.
 //
+// STRAYS  A child that is renamed tells the vector of the parent that it names.  Some
+//         name another one than the parent that lists them, or none: a caller has set
+//         their parent by hand, or has put them into a handle of another vector, which
+//         let go of them.  When a node becomes such a stray by hand, and when a stray is
+//         renamed, all vectors together count that.  One that sees a new number looks at
+//         the names of its children before it trusts its shortcuts.
+//
 // Ownership: the vector owns its handles and drops them when it goes.
 //
 // Threads: any number of threads may read a vector together; whoever changes it, or
@@ -160,10 +167,18 @@ class TREE_API Tree_NodePtrVec {
 
   // To be called before a handle is given to a caller who may put another node into it.
   void GiveAway() const noexcept {
-    if (!m_gave_away.load(std::memory_order_relaxed)) {
-      m_gave_away.store(true, std::memory_order_relaxed);
-    }
+    if (!GaveAway()) m_state.fetch_or(kGaveAway, std::memory_order_relaxed);
   }
+  bool GaveAway() const noexcept {
+    return (m_state.load(std::memory_order_relaxed) & kGaveAway) != 0;
+  }
+
+  // Whether a node that was just removed, while it named this vector's owner as its parent, is
+  // listed still, as far as shortcuts care.
+  bool MayListTwice(const Tree_NodePtr& removed);
+
+  // To be called when a stray is renamed, and when a caller makes a listed node one.
+  static void StrayChanged() noexcept;
 
   // To be called when a child was renamed, when it got a vector of children, and when it lost
   // that vector, `children`, of which only the address is used.
@@ -171,7 +186,7 @@ class TREE_API Tree_NodePtrVec {
   void ChildGotChildren(const Tree_Node* child) noexcept;
   void ChildLostChildren(const Tree_Node* child, const void* children) noexcept;
 
-  // Without shortcuts a look-up in a narrow vector goes to all children.
+  // Gives up shortcuts for good.  A look-up in a narrow vector goes to all children then.
   void DropShortcuts() noexcept { m_elements.DropWords(); }
 
   static Shortcut TagOf(const RWCString* name);
@@ -180,6 +195,8 @@ class TREE_API Tree_NodePtrVec {
   static Shortcut ShortcutTo(const Tree_Node* child);
 
   void RefreshShortcut(const void* target, const Tree_Node* child) noexcept;
+  void CatchUpWithStrays() const noexcept;
+  void RefreshShortcuts(std::uint32_t stray_changes) const noexcept;
   static Found At(Tree_NodePtr* handle);
   template <class ReadAgain>
   Found Follow(const RWCString* name, Tree_NodePtr* handle, Shortcut shortcut,
@@ -194,10 +211,15 @@ class TREE_API Tree_NodePtrVec {
   void IndexRemoved(std::size_t position, const Tree_NodePtr* removed);
   void DeleteIndex() noexcept;
 
+  static constexpr std::uint32_t kGaveAway = std::uint32_t{1} << 31;
+  // More changes are not counted; with so many, each look-up looks at the names.
+  static constexpr std::uint32_t kMostChanges = kGaveAway - 1;
+
   Tree_ElementArray m_elements;
   mutable std::atomic<Tree_NameIndex*> m_index;  // null before the first look-up among many
   int m_dropped;  // handles that DropNext() let go, -1 while the vector is in use
-  mutable std::atomic<bool> m_gave_away;  // see GiveAway()
+  // Whether it gave a handle away, and the number of strays' changes that it has seen.
+  mutable std::atomic<std::uint32_t> m_state;
 
   static Zel_PoolAllocator& m_pPrivatePool;
 };

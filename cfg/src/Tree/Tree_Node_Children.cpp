@@ -120,9 +120,17 @@ int Tree_Node::Remove(int child_index) {
     return 0;
   }
   const Tree_NodePtr child(m_children->HandleAt(child_index));
-  if (!child.isNull()) child->m_parent = nullptr;
+  if (!child.isNull()) Orphan(*child);
   m_children->removeAt(child_index);
+  if (!child.isNull() && m_children->MayListTwice(child)) child->m_is_stray = true;
   return 1;
+}
+
+// A child that names another parent stands here because a caller has put it into a handle, and
+// may be listed by that parent still.
+void Tree_Node::Orphan(Tree_Node& child) {
+  if (child.m_parent != this) child.m_is_stray = true;
+  child.m_parent = nullptr;
 }
 
 int Tree_Node::Remove(const RWCString& name) {

@@ -234,15 +234,17 @@ void FillEmpty(char (&field)[width], const RWCString& text) {
 String_Arr* Tree_Node::GetSubTreePaths(const RWCString& path, Tree_NodePtr& this_ptr) {
   TREE_LOG("GetSubTreePaths", tree_log::kTrace,
            "Start GetSubTreePaths(RWCString & path,Tree_NodePtr & this_ptr)\n");
-  Tree_NodePtr* const node = NodeAt(path, this_ptr);
-  if (node == nullptr || node->isNull()) {
+  Tree_NodePtr* const found = NodeAt(path, this_ptr);
+  if (found == nullptr || found->isNull()) {
     TREE_LOG("GetSubTreePaths", tree_log::kNotable,
              "GetSubTreePaths(RWCString & path,Tree_NodePtr & this_ptr) : under <%s> path <%s> "
              "tree_node  is null, return NULL\n",
              GetPath().data(), path.data());
     return nullptr;
   }
-  const int count = (*node)->GetSubTreeNum(RWCString(), *node);
+  // Whoever reads the lines may remove the node.
+  Tree_NodePtr node(*found);
+  const int count = node->GetSubTreeNum(RWCString(), node);
   if (count == 0) {
     TREE_LOG("GetSubTreePaths", tree_log::kTrace,
              "GetSubTreePaths(RWCString & path,Tree_NodePtr & this_ptr) : no sub trees in path "
@@ -252,7 +254,7 @@ String_Arr* Tree_Node::GetSubTreePaths(const RWCString& path, Tree_NodePtr& this
   }
   auto names = std::make_unique<String_Arr>(count);
   int place = 0;
-  for (const Tree_NodePtr* child : (*node)->m_children->m_elements) {
+  for (const Tree_NodePtr* child : node->m_children->m_elements) {
     if (child->isNull() || (*child)->IsLeaf()) continue;
     names->SetStr(place++, (*child)->GetKeyName().data(), -1);
   }

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "Tree/Tree_ChildrenAhead.h"
+#include "Tree/Tree_Log.h"
 #include "Tree/Tree_Node.h"
 #include "Tree/Tree_NodeMaker.h"
 #include "Tree/Tree_Prefetch.h"
@@ -89,7 +90,7 @@ bool Tree_Node::BeginDestroy() {
   if (m_children != nullptr) {
     for (const Tree_NodePtr* child : m_children->m_elements) {
       if (child->isNull()) continue;
-      (*child)->m_parent = nullptr;
+      Orphan(**child);
       Tree_Prefetch((*child)->m_value);
     }
   }
@@ -176,7 +177,8 @@ void Tree_Node::ExecuteOnEntireSubtree(void (*fn)(Tree_Node*)) {
 bool Tree_Node::RemoveEmptyBranches() {
   // Children are removed from the last to the first.  Moving the others up each time
   // would take quadratic time in a wide node, so that places stay empty until all
-  // children of a node have been looked at.
+  // children of a node have been looked at.  Not while there is something to trace:
+  // whoever reads the lines may look at the tree.
   struct Level {
     Tree_Node* node;
     int index;      // children from here on have been looked at
@@ -185,9 +187,14 @@ bool Tree_Node::RemoveEmptyBranches() {
       if (remaining < node->GetChildCount()) node->m_children->CloseGaps();
     }
     void Remove() {
+      node->Orphan(*node->m_children->HandleAt(index));
+      if (ZelGLog.GetLevel() >= tree_log::kTrace) {
+        Close();
+        node->m_children->removeAt(index);
+      } else {
+        node->m_children->TakeOut(index);
+      }
       --remaining;
-      node->m_children->HandleAt(index)->m_parent = nullptr;
-      node->m_children->TakeOut(index);
     }
   };
   std::vector<Level> way;
