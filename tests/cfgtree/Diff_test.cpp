@@ -66,6 +66,8 @@ const DiffCase kDiffs[] = {
     // Siblings of one name pair up by number.
     {R"({"a": "1", "a": "2"})", R"({"a": "1", "a": "3"})", "~ a[2]|2|3\n"},
     {R"({"a": "1", "b": "0", "a": "2"})", R"({"a": "1", "a": "2", "b": "0"})", ""},
+    // The number is never the name of another, in either file.
+    {R"({"a": "1", "a": "2"})", R"({"a": "1", "a": "3", "a[2]": "4"})", "~ a[02]|2|3\n+ a[2]||4\n"},
     {R"({"a": "1", "a": "2"})", R"({"a": "2", "a": "1"})", "~ a|1|2\n~ a[2]|2|1\n"},
     {R"({"a": {"x": "1"}})", R"({"a": {"x": "1"}, "a": {"x": "1"}})", "+ a[2]\\x||1\n"},
     // By name, byte for byte, and a whole sub-tree together.

@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include <iterator>
+#include <random>
 #include <string>
 #include <vector>
 
@@ -11,6 +13,7 @@
 #include "Terminal.h"
 #include "TreeBuilder.h"
 #include "Zel/Zel_LogFile.h"
+#include "property/settings.h"
 
 using namespace cfgtree;
 using namespace std::string_view_literals;
@@ -197,6 +200,54 @@ TEST(Places, EveryNodeIsFoundByItsPath) {
   EXPECT_EQ(count, 13);
 }
 
+// Names that look like each other with a number.
+TEST(Places, EveryNodeOfARandomTreeIsFoundByItsPath) {
+  constexpr const char* kNames[] = {"a", "a[2]", "a[02]", "a[2][2]", "b[1]", "b", "[2]"};
+  const std::uint64_t seed = settings::Seed();
+  const std::uint64_t rounds = settings::Rounds(200);
+  std::size_t numbered = 0;
+  for (std::uint64_t round = 0; round < rounds; ++round) {
+    SCOPED_TRACE("TREE_TEST_SEED=" + std::to_string(seed + round) + " TREE_TEST_ROUNDS=1");
+    std::mt19937_64 random(seed + round);
+    TreeBuilder tree("t");
+    for (int i = 0; i < 8; ++i) {
+      tree.Enter(kNames[random() % std::size(kNames)]);
+      for (int k = 0; k < 6; ++k) tree.Leaf(kNames[random() % std::size(kNames)], "x");
+      tree.Leave();
+    }
+    Tree_NodePtr top = tree.Finish();
+    PathNamer namer(top.get());
+    Walk(top, [&](Tree_NodePtr& node, std::size_t) {
+      const std::string path = namer.PathOf(node.get());
+      EXPECT_EQ(FindNode(top, path, "f").get(), node.get()) << path;
+      if (path.find("[02]") != path.npos) ++numbered;
+    });
+    if (testing::Test::HasFailure()) return;
+  }
+  if (rounds < 50) return;
+  EXPECT_GT(numbered, rounds);
+}
+
+TEST(Table, EndsAtTheEdge) {
+  Style style;
+  style.columns = true;
+  for (style.width = 1; style.width < 100; ++style.width) {
+    Output out;
+    Table table(style, out);
+    table.Heading({"NAME", "N", "VALUE", "NOTE"});
+    for (const std::size_t length : {1u, 5u, 30u, 200u}) {
+      const std::string text(length, 'x');
+      table.Row({{text}, {"123", Colour::kNone, true}, {text}, {text}});
+    }
+    table.Finish();
+    const std::string& lines = out.Text();
+    for (std::size_t start = 0; start < lines.size(); start = lines.find('\n', start) + 1) {
+      const std::string line = lines.substr(start, lines.find('\n', start) - start);
+      EXPECT_LE(DisplayWidth(line), style.width) << line;
+    }
+  }
+}
+
 TEST(Table, AlignsColumnsOrSeparatesByTabs) {
   Style style;
   style.columns = true;
@@ -211,6 +262,8 @@ TEST(Table, AlignsColumnsOrSeparatesByTabs) {
     return out.Text();
   };
   EXPECT_EQ(written(), "NAME   N  VALUE\na      1  short\n\xE9\x9B\x85    12  a value t…\n");
+  style.width = 6;
+  EXPECT_EQ(written(), "NA…  N\na    1\n\xE9\x9B\x85   …\n");
   style.columns = false;
   EXPECT_EQ(written(), "a\t1\tshort\n\xE9\x9B\x85\t12\ta value that is long\n");
 }

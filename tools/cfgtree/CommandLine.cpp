@@ -3,7 +3,9 @@
 #include <CLI/App.hpp>
 #include <CLI/Config.hpp>
 #include <CLI/Formatter.hpp>
+#include <algorithm>
 #include <cassert>
+#include <iterator>
 #include <limits>
 #include <string_view>
 #include <utility>
@@ -143,6 +145,18 @@ Examples:
   cfgtree checksum settings.json ports
   cfgtree checksum settings.tree --name cfg)";
 
+// Where several arguments may follow, CLI11 takes one in brackets for a list of them, and a
+// lone ++ always for their end.  Here both are names like any other; a zero byte in front,
+// which no argument can have, hides them from it until options receive their values.
+std::string Hidden(const std::string& argument) {
+  const bool special = StartsWith(argument, "[") || argument == "++";
+  return special ? std::string(1, '\0') + argument : argument;
+}
+std::string Unhidden(std::string argument) {
+  if (!argument.empty() && argument[0] == '\0') argument.erase(0, 1);
+  return argument;
+}
+
 void DressHelp(CLI::App& app) {
   CLI::FormatterBase& formatter = *app.get_formatter();
   formatter.column_width(20);
@@ -257,7 +271,7 @@ void AddWritingCommands(CLI::App& app, RawOptions& raw) {
   exports.add_option("--skip", raw.skip, "Leave out this sub-tree of the top")
       ->option_text("NAME")
       ->take_last();
-  exports.add_flag("--header", raw.header, "Write the header (of an empty path) in front");
+  exports.add_flag("--header", raw.header, "Write a header (of an empty path) if IN has none");
 
   CLI::App& convert = *app.add_subcommand("convert", "Write a file in another format");
   convert.footer(kConvertFooter);
@@ -344,10 +358,12 @@ void AddCommands(CLI::App& app, RawOptions& raw) {
   // Options that many commands share may stand before the command, too.
   AddCommonOptions(app, raw);
   AddPrintingOptions(app, raw);
+  for (CLI::Option* option : app.get_options()) option->transform(Unhidden);
   for (CLI::App* command : app.get_subcommands({})) {
     command->group("Commands");
     AddCommonOptions(*command, raw);
     if (!WritesFile(*command)) AddPrintingOptions(*command, raw);
+    for (CLI::Option* option : command->get_options()) option->transform(Unhidden);
   }
 }
 
@@ -423,7 +439,7 @@ std::string ExplainExtras(const std::vector<std::string>& left) {
     // What stands behind it may be its value.
     if (StartsWith(argument, "-") && argument != "-") return "unknown option " + argument;
     if (!all.empty()) all += ' ';
-    all += argument;
+    all += Unhidden(argument);
   }
   return "too many arguments: " + all;
 }
@@ -458,7 +474,9 @@ ParsedCommandLine ParseCommandLine(const std::vector<std::string>& arguments) {
   try {
     RequireCommand(arguments, app);
     // CLI11 takes the arguments from the back.
-    app.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend()));
+    std::vector<std::string> reversed;
+    std::transform(arguments.rbegin(), arguments.rend(), std::back_inserter(reversed), Hidden);
+    app.parse(std::move(reversed));
     const CLI::App& command = *app.get_subcommands().front();
     RequireOptionsOf(command, app);
     parsed.options = ToOptions(raw, command.get_name());

@@ -84,8 +84,10 @@ std::string PathNamer::NameOf(Tree_Node* node) {
   CountSiblings(node->GetParent());
   std::string name(View(node->GetKeyName()));
   const auto number = m_numbers.find(node);
-  if (number != m_numbers.end()) name += "[" + std::to_string(number->second) + "]";
-  return name;
+  if (number == m_numbers.end()) return name;
+  const Names& taken = m_counted.at(node->GetParent());
+  const auto is_name = [&taken](const std::string& text) { return taken.count(text) > 0; };
+  return name + NumberBehind(name, number->second, is_name);
 }
 
 std::string PathNamer::PathOf(Tree_Node* node) {
@@ -100,13 +102,17 @@ std::string PathNamer::PathOf(Tree_Node* node) {
 }
 
 void PathNamer::CountSiblings(Tree_Node* parent) {
-  if (parent->GetChildCount() < 2 || !m_counted.insert(parent).second) return;
+  if (parent->GetChildCount() < 2) return;
+  const auto [counted, is_new] = m_counted.try_emplace(parent);
+  if (!is_new) return;
   // Equal names are one interned string, so its address stands for it.
   std::unordered_map<const RWCString*, int> seen;
   for (int i = 0; i < parent->GetChildCount(); ++i) {
     Tree_Node* const child = parent->GetChildAt(i).get();
     const int number = ++seen[&child->GetKeyName()];
     if (number > 1) m_numbers.emplace(child, number);
+    const std::string_view name = View(child->GetKeyName());
+    if (!name.empty() && name.back() == ']') counted->second.insert(name);
   }
 }
 

@@ -3,7 +3,8 @@
 // A path is what the library takes: names joined by backslashes, relative to the top.
 // Look-ups find the first of several siblings of one name, so the client knows one thing
 // more: a segment that is no child's name and ends in [N] means the N-th child of the
-// name before it, counted from 1.
+// name before it, counted from 1.  Zeros in front of N change nothing, so that there is
+// always a segment for the N-th child that no child is called.
 //
 //   mime-info\mime-type[3]\glob\@pattern
 
@@ -33,6 +34,15 @@ struct Way {
 };
 Way FollowPath(Tree_NodePtr& top, std::string_view path);
 
+// "[3]", with as many zeros in front as it takes that no sibling is called `name` and this:
+// `is_name(text)` tells whether one is.
+template <typename IsName>
+std::string NumberBehind(std::string_view name, int number, IsName is_name) {
+  std::string digits = std::to_string(number);
+  while (is_name(std::string(name) + '[' + digits + ']')) digits.insert(0, 1, '0');
+  return '[' + digits + ']';
+}
+
 // Writes paths that lead to exactly one node.
 //
 // It counts the siblings of each name once per parent, so naming all children of a wide
@@ -52,9 +62,11 @@ class PathNamer {
   void CountSiblings(Tree_Node* parent);
 
   const Tree_Node* m_top;
-  // Nodes that need a number, with it; and the parents whose children were counted.
+  // Nodes that need a number, with it; and the parents whose children were counted, with
+  // those of their names that end like a number.
+  using Names = std::unordered_set<std::string_view>;
   std::unordered_map<const Tree_Node*, int> m_numbers;
-  std::unordered_set<const Tree_Node*> m_counted;
+  std::unordered_map<const Tree_Node*, Names> m_counted;
 };
 
 }  // namespace cfgtree

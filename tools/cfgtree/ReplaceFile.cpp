@@ -19,9 +19,12 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
+#include <charconv>
 #include <csignal>
 #include <cstdlib>
+#include <iterator>
 #endif
 
 #include "Error.h"
@@ -48,12 +51,17 @@ fs::path TemporaryName(const fs::path& folder) {
   return folder / name.data();
 }
 
+// Whether `path` is one of the names that the system keeps for open descriptors, such as
+// /proc/self/fd/1, to which /dev/stdout leads.  Some of them look like links to a file, but
+// what they stand for is the descriptor: where it is in that file, and whether it appends.
+bool NamesDescriptor(const fs::path& path);
+
 // Where a chain of symbolic links ends; the last need not exist.
 fs::path BehindLinks(fs::path path) {
   constexpr int kMostLinks = 40;
   for (int i = 0; i < kMostLinks; ++i) {
     std::error_code error;
-    if (!fs::is_symlink(fs::symlink_status(path, error))) return path;
+    if (NamesDescriptor(path) || !fs::is_symlink(fs::symlink_status(path, error))) return path;
     const fs::path target = fs::read_symlink(path, error);
     if (error) Fail(error);
     path = target.is_absolute() ? target : path.parent_path() / target;
@@ -69,6 +77,10 @@ std::error_code LastError() {
 
 fs::path NativePath(const std::string& path) {
   return fs::path(std::u8string(path.begin(), path.end()));
+}
+
+bool NamesDescriptor(const fs::path&) {
+  return false;
 }
 
 // An open file that is being written.
@@ -98,6 +110,8 @@ class Writing {
       bytes.remove_prefix(written);
     }
   }
+
+  void TakeOwnerAndMode(const fs::path& /*target*/) {}
 
   void ToDisk() {
     if (!FlushFileBuffers(m_file)) Fail(LastError());
@@ -146,29 +160,51 @@ fs::path NativePath(const std::string& path) {
   return fs::path(path);
 }
 
+fs::path FolderOf(const fs::path& path) {
+  return path.has_parent_path() ? path.parent_path() : fs::path(".");
+}
+
+// The descriptor of this process that `path` names, -1 when it names none.
+int OwnDescriptor(const fs::path& path) {
+  const std::string name = path.filename().string();
+  int number = -1;
+  const auto parsed = std::from_chars(name.data(), name.data() + name.size(), number);
+  if (parsed.ec != std::errc() || parsed.ptr != name.data() + name.size()) return -1;
+  for (const char* const folder : {"/dev/fd", "/proc/self/fd", "/proc/thread-self/fd"}) {
+    std::error_code error;
+    if (fs::equivalent(FolderOf(path), folder, error)) return number;
+  }
+  return -1;
+}
+
+bool NamesDescriptor(const fs::path& path) {
+  if (OwnDescriptor(path) >= 0) return true;
+  // Another process's: /proc/1/fd/1.
+  std::error_code error;
+  const fs::path folder = fs::canonical(FolderOf(path), error);
+  return folder.filename() == "fd" && folder.string().rfind("/proc/", 0) == 0;
+}
+
 // An open file that is being written.
 class Writing {
  public:
-  // A new file of this name with owner and mode of `target`, when that exists.  Where the
-  // owner cannot be kept, the mode is.
+  // A new file of this name.  While it may come to replace `target`, nobody else reads it.
   static Writing New(const fs::path& path, const fs::path& target) {
+    const int flags = O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW;
     struct stat old;
     const bool replaces = stat(target.c_str(), &old) == 0;
-    const int flags = O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW;
-    Writing file(open(path.c_str(), flags, replaces ? S_IRUSR | S_IWUSR : 0666));
-    if (!replaces) return file;
-    const int kept = fchown(file.m_file, old.st_uid, old.st_gid);
-    static_cast<void>(kept);
-    if (fchmod(file.m_file, old.st_mode & 0777) != 0) {
-      const std::error_code error = LastError();
-      unlink(path.c_str());
-      Fail(error);
-    }
-    return file;
+    return Writing(open(path.c_str(), flags, replaces ? S_IRUSR | S_IWUSR : 0666));
   }
+
+  // What is there already.  Our own descriptor goes on where it is.  That of another
+  // process has no such place for us; behind the end nothing is overwritten.
   static Writing Existing(const fs::path& path) {
-    return Writing(open(path.c_str(), O_WRONLY | O_CLOEXEC));
+    const int descriptor = OwnDescriptor(path);
+    if (descriptor >= 0) return Writing(fcntl(descriptor, F_DUPFD_CLOEXEC, 0));
+    const int flags = O_WRONLY | O_CLOEXEC;
+    return Writing(open(path.c_str(), NamesDescriptor(path) ? flags | O_APPEND : flags));
   }
+
   Writing(Writing&& other) noexcept : m_file(other.m_file) { other.m_file = -1; }
   Writing& operator=(Writing&&) = delete;
   ~Writing() {
@@ -182,6 +218,17 @@ class Writing {
       if (written < 0) Fail(LastError());
       bytes.remove_prefix(static_cast<std::size_t>(written));
     }
+  }
+
+  // Gives the file owner and mode of `target`, when that exists.  Where the owner cannot be
+  // kept, the permissions are, but not the bits that lend the owner's rights.  A write may
+  // take those away, so this comes behind the last one.
+  void TakeOwnerAndMode(const fs::path& target) {
+    struct stat old;
+    if (stat(target.c_str(), &old) != 0) return;
+    const bool same_owner = fchown(m_file, old.st_uid, old.st_gid) == 0;
+    if (same_owner && fchmod(m_file, old.st_mode & 07777) == 0) return;
+    if (fchmod(m_file, old.st_mode & 0777) != 0) Fail(LastError());
   }
 
   void ToDisk() {
@@ -205,7 +252,7 @@ class Writing {
 void Rename(const fs::path& from, const fs::path& to) {
   if (std::rename(from.c_str(), to.c_str()) != 0) Fail(LastError());
   // The folder's new entry reaches the disk with it.  The file is complete either way.
-  const int folder = open(to.parent_path().empty() ? "." : to.parent_path().c_str(), O_RDONLY);
+  const int folder = open(FolderOf(to).c_str(), O_RDONLY);
   if (folder < 0) return;
   fsync(folder);
   close(folder);
@@ -217,26 +264,43 @@ void RequireWritable(const fs::path& path) {
   if (access(path.c_str(), W_OK) != 0 && errno != ENOENT) Fail(LastError());
 }
 
-// While it exists, an interrupted process takes its temporary file along.
+// While it exists, a process that a signal ends takes its temporary file along.
 class RemovedOnSignal {
  public:
   explicit RemovedOnSignal(const fs::path& path) {
     s_path = path.c_str();
-    for (std::size_t i = 0; i < kSignals.size(); ++i) {
-      m_before[i] = std::signal(kSignals[i], RemoveAndEnd);
+    ForEachSignal([](int number) {
+      struct sigaction action = {};
       // Whoever ignores a signal, as nohup does, goes on to ignore it.
-      if (m_before[i] != SIG_DFL) std::signal(kSignals[i], m_before[i]);
-    }
+      if (sigaction(number, nullptr, &action) != 0 || action.sa_handler != SIG_DFL) return;
+      action.sa_handler = RemoveAndEnd;
+      action.sa_flags = SA_RESTART;
+      sigaction(number, &action, nullptr);
+    });
   }
   RemovedOnSignal(const RemovedOnSignal&) = delete;
   RemovedOnSignal& operator=(const RemovedOnSignal&) = delete;
   ~RemovedOnSignal() {
-    for (std::size_t i = 0; i < kSignals.size(); ++i) std::signal(kSignals[i], m_before[i]);
+    ForEachSignal([](int number) {
+      struct sigaction action = {};
+      if (sigaction(number, nullptr, &action) != 0 || action.sa_handler != RemoveAndEnd) return;
+      std::signal(number, SIG_DFL);
+    });
     s_path = nullptr;
   }
 
  private:
-  static constexpr std::array<int, 3> kSignals = {SIGINT, SIGTERM, SIGHUP};
+  // All signals but those that stop a process or pass it by.
+  template <typename Do>
+  static void ForEachSignal(Do action) {
+    constexpr int kSpared[] = {SIGSTOP, SIGTSTP, SIGTTIN, SIGTTOU,
+                               SIGCONT, SIGCHLD, SIGURG,  SIGWINCH};
+    for (int number = 1; number < NSIG; ++number) {
+      if (std::find(std::begin(kSpared), std::end(kSpared), number) == std::end(kSpared)) {
+        action(number);
+      }
+    }
+  }
 
   static void RemoveAndEnd(int number) {
     if (s_path != nullptr) unlink(s_path);
@@ -245,7 +309,6 @@ class RemovedOnSignal {
   }
 
   static inline const char* volatile s_path = nullptr;
-  std::array<void (*)(int), kSignals.size()> m_before;
 };
 
 #endif
@@ -262,6 +325,7 @@ void WriteBeside(const fs::path& target, std::string_view bytes) {
   Writing file = Writing::New(temporary, target);
   try {
     file.Write(bytes);
+    file.TakeOwnerAndMode(target);
     file.ToDisk();
     file.Close();
     Rename(temporary, target);
@@ -278,6 +342,7 @@ void ReplaceFile(const std::string& path, std::string_view bytes) {
   if (path == "-") return WriteOutput(bytes);
   try {
     const fs::path target = BehindLinks(NativePath(path));
+    if (NamesDescriptor(target)) return WriteDirectly(target, bytes);
     std::error_code ignored;
     const fs::file_status status = fs::status(target, ignored);
     if (fs::is_directory(status)) Fail(std::make_error_code(std::errc::is_a_directory));

@@ -145,6 +145,7 @@ bool IsPathSeparator(char c) {
 
 void Prepare() {
   std::signal(SIGPIPE, SIG_IGN);
+  std::signal(SIGXFSZ, SIG_IGN);
 }
 
 std::vector<std::string> Arguments(int argc, char** argv) {

@@ -12,8 +12,9 @@
 
 namespace cfgtree::os {
 
-// Makes standard input and output carry bytes as they are, lets a closed pipe show as
-// a write error instead of ending the process, and readies a console for colour.
+// Makes standard input and output carry bytes as they are, lets a closed pipe and a file
+// at its size limit show as a write error instead of ending the process, and readies a
+// console for colour.
 void Prepare();
 
 // The arguments behind the program's name, in UTF-8.
@@ -53,7 +54,8 @@ void WriteOutput(std::string_view text);
 // Makes `bytes` the content of the file at `path`, as a whole or not at all: they go into
 // a new file beside it, down to the disk, which then takes its place.  A file that was
 // there keeps its mode; a symbolic link stays and what it leads to is replaced.  "-" is
-// standard output, and what is no regular file (a device, a pipe) is written to directly.
+// standard output, and what is no regular file (a device, a pipe) or stands for an open
+// descriptor (/dev/stdout, /dev/fd/3), whatever that leads to, is written to directly.
 // Throws an Error that names the file; no temporary file is then left.
 void ReplaceFile(const std::string& path, std::string_view bytes);
 

@@ -97,8 +97,9 @@ void Table::Finish() {
       const std::size_t padding = widths[i] - std::min(widths[i], DisplayWidth(text));
       if (right) m_out.Fill(padding, ' ');
       m_out << Painted(text, row[i].colour, m_style);
-      if (!last) m_out.Fill((right ? 0 : padding) + kGap, ' ');
-      column += widths[i] + kGap;
+      const std::size_t gap = room > widths[i] ? std::min(room - widths[i], kGap) : 0;
+      if (!last) m_out.Fill((right ? 0 : padding) + gap, ' ');
+      column += widths[i] + gap;
     }
     m_out << '\n';
   }
@@ -112,6 +113,12 @@ std::vector<std::size_t> Table::Widths() const {
       const std::size_t width = DisplayWidth(row[i].text);
       widths[i] = std::max(widths[i], std::min(width, m_style.width / kWidestShare));
     }
+  }
+  // Columns that would pass the edge end there.
+  std::size_t room = m_style.width;
+  for (std::size_t& width : widths) {
+    width = std::min(width, room);
+    room -= std::min(room, width + kGap);
   }
   return widths;
 }

@@ -92,7 +92,7 @@ class Report {
     json.Field("path", m_options.path);
     if (m_explanation.merged != nullptr) {
       json.Key("result").BeginObject();
-      json.Field("kind", KindName(*m_explanation.supplier));
+      json.Field("kind", KindName(*m_explanation.merged));
       WriteContent(json, *m_explanation.merged);
       json.Field("values", m_explanation.leaves);
       json.EndObject();

@@ -46,7 +46,6 @@ class Explainer {
     m_explanation.layers.resize(m_merge.Layers().size());
     if (m_way.complete) {
       m_explanation.merged = m_way.nodes.back().get();
-      m_explanation.supplier = m_sources.back().back().node;
       CountSupplies(m_way.nodes.back());
     }
     for (std::size_t i = 0; i < m_explanation.layers.size(); ++i) Look(i);

@@ -53,7 +53,6 @@ struct LayerPart {
 struct Explanation {
   std::string path;               // without what stands behind an empty name, which ends every path
   Tree_Node* merged = nullptr;    // null when the merged tree has nothing there
-  Tree_Node* supplier = nullptr;  // the node that gave it its kind and, to a leaf, its value
   std::uint64_t leaves = 0;       // from `merged` down
   std::vector<LayerPart> layers;  // lowest first
 

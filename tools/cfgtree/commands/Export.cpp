@@ -6,7 +6,7 @@ namespace cfgtree {
 
 void RunExport(const Options& options) {
   LoadedFile& file = LoadForGood(options.files[0], options.format);
-  WriteOptions writing;
+  WriteOptions writing = WriteOptionsLike(file, Format::kTree);
   writing.skip_name = options.skip;
   writing.header = options.header;
   Save(file.top, options.output, Format::kTree, writing);

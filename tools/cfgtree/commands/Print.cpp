@@ -9,7 +9,9 @@
 
 #include <algorithm>
 #include <climits>
+#include <initializer_list>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "JsonWriter.h"
@@ -24,7 +26,7 @@ namespace {
 struct Limits {
   int depth = INT_MAX;     // levels below the start
   int children = INT_MAX;  // of each node
-  int lines = INT_MAX;     // in all, the last one that tells what is missing included
+  int lines = INT_MAX;     // of the drawing, without a last one that tells what is missing
 };
 
 // Receives a drawing line by line.  `prefix` holds the lines of the levels above.
@@ -44,7 +46,6 @@ struct Strokes {
   const char* more;
 };
 constexpr Strokes kUnicode = {"├─ ", "└─ ", "│  ", "   ", "…"};
-constexpr std::size_t kStrokeColumns = 3;
 constexpr Strokes kAscii = {"|- ", "`- ", "|  ", "   ", "..."};
 
 struct Drawn {
@@ -130,7 +131,7 @@ class Drawing {
   std::vector<Level> m_open;
 };
 
-// Puts the lines into the output.
+// Puts the lines into the output.  On a terminal they end at its edge.
 class Painter : public DrawingSink {
  public:
   Painter(const Strokes& strokes, std::string top_name, const Style& style, Output& out)
@@ -139,44 +140,73 @@ class Painter : public DrawingSink {
   void Node(const std::string& prefix, bool is_last, std::size_t level, Tree_Node& node) override {
     const bool is_top = level == 0;
     const char* const stroke = is_top ? "" : is_last ? m_strokes.last_child : m_strokes.child;
-    m_out << Painted(prefix, Colour::kDim, m_style) << Painted(stroke, Colour::kDim, m_style);
     const std::string name = is_top ? m_top_name : Printable(View(node.GetKeyName()));
-    const std::size_t used = level * kStrokeColumns;
     if (node.IsLeaf()) {
-      Leaf(name, node, used);
+      Leaf(prefix + stroke, name, node);
     } else {
-      Inner(name, node, used);
+      Inner(prefix + stroke, name, node);
     }
-    m_out << '\n';
   }
 
   void More(const std::string& prefix, int count) override {
-    m_out << Painted(prefix, Colour::kDim, m_style);
-    const std::string text = std::string(m_strokes.last_child) + m_strokes.more + ' ' +
+    const std::string text = prefix + m_strokes.last_child + m_strokes.more + ' ' +
                              Grouped(static_cast<std::uint64_t>(count)) + " more";
-    m_out << Painted(text, Colour::kDim, m_style) << '\n';
+    Line({{text, Colour::kDim}});
   }
+
+  void LastLine(const std::string& text) { Line({{text, Colour::kDim}}); }
 
  private:
-  void Leaf(const std::string& name, Tree_Node& node, std::size_t used) {
+  struct Part {
+    std::string_view text;
+    Colour colour;
+  };
+
+  void Leaf(const std::string& before, const std::string& name, Tree_Node& node) {
     const std::string value = QuotedValueText(node);
-    const std::size_t name_width = DisplayWidth(name);
-    m_out << Painted(Cut(name, used), Colour::kName, m_style);
-    m_out << Painted(" = ", Colour::kDim, m_style);
-    m_out << Painted(Cut(value, used + name_width + 3), Colour::kValue, m_style);
+    // Some of a long value is to be seen behind a long name.
+    constexpr std::size_t kLeastOfValue = 8;
+    const std::string shown =
+        CutName(name, before, 3 + std::min(DisplayWidth(value), kLeastOfValue));
+    Line({{before, Colour::kDim},
+          {shown, Colour::kName},
+          {" = ", Colour::kDim},
+          {value, Colour::kValue}});
   }
 
-  void Inner(const std::string& name, Tree_Node& node, std::size_t used) {
+  void Inner(const std::string& before, const std::string& name, Tree_Node& node) {
     const std::string count = Grouped(EntryCount(node));
     const bool array = KindOf(node) == NodeKind::kArray;
-    m_out << Painted(Cut(name, used), Colour::kTree, m_style) << ' ';
-    m_out << Painted(array ? '[' + count + ']' : '(' + count + ')', Colour::kDim, m_style);
+    const std::string entries = array ? " [" + count + ']' : " (" + count + ')';
+    const std::string shown = CutName(name, before, entries.size());
+    Line({{before, Colour::kDim}, {shown, Colour::kTree}, {entries, Colour::kDim}});
   }
 
-  std::string Cut(const std::string& text, std::size_t used) const {
-    if (!m_style.columns) return text;
+  // A name that leaves `behind` columns for what follows it, and has some itself.
+  std::string CutName(const std::string& name, const std::string& before,
+                      std::size_t behind) const {
+    if (!m_style.columns) return name;
     constexpr std::size_t kLeast = 8;
-    return CutToWidth(text, m_style.width > used + kLeast ? m_style.width - used : kLeast);
+    const std::size_t taken = DisplayWidth(before) + behind;
+    return CutToWidth(name, m_style.width > taken + kLeast ? m_style.width - taken : kLeast);
+  }
+
+  // A part that just fits is cut, too, when more stands behind it: the ellipsis tells.
+  void Line(std::initializer_list<Part> parts) {
+    std::size_t columns = 0;
+    for (const Part& part : parts) columns += m_style.columns ? DisplayWidth(part.text) : 0;
+    std::size_t room = m_style.columns ? m_style.width : 0;
+    for (const Part& part : parts) {
+      const std::size_t width = columns > room ? DisplayWidth(part.text) : 0;
+      if (columns > room && width >= room) {
+        m_out << Painted(CutToWidth(std::string(part.text) + ' ', room), part.colour, m_style);
+        break;
+      }
+      m_out << Painted(part.text, part.colour, m_style);
+      columns -= width;
+      room -= width;
+    }
+    m_out << '\n';
   }
 
   const Strokes& m_strokes;
@@ -205,40 +235,72 @@ class Measurer : public DrawingSink {
   std::size_t m_bytes = 0;
 };
 
-bool Fits(Tree_Node* top, const Limits& limits, int lines) {
-  Limits tried = limits;
-  tried.lines = lines;
-  return Drawing(tried, kUnicode, nullptr).Draw(top).complete;
-}
+// Chooses the limits of a drawing of at most `lines` lines, the last one that tells what is
+// missing included: the deepest drawing that fits, and then the widest.  Depth comes first,
+// since a few settings in full tell more than many names without any.
+class LimitsFinder {
+ public:
+  LimitsFinder(Tree_Node* top, int lines)
+      : m_top(top), m_nodes(top->GetNodeNum()), m_lines(lines) {}
 
-// The deepest and then widest drawing that fits `lines`; where none does, lines are cut.
-// Depth comes first: a few settings in full tell more than many names without any.
-Limits FitLimits(Tree_Node* top, const Options& options, int lines) {
-  constexpr int kDepths[] = {INT_MAX, 8, 6, 5, 4, 3, 2, 1};
-  constexpr int kWidths[] = {INT_MAX, 30, 20, 15, 12, 10, 8, 7, 6, 5, 4, 3, 2};
-  Limits limits;
-  for (const int depth : kDepths) {
-    limits.depth = options.depth.value_or(depth);
-    for (const int children : kWidths) {
-      limits.children = options.children.value_or(children);
-      if (Fits(top, limits, lines)) return limits;
+  Limits Find(const Options& options) const {
+    constexpr int kDepths[] = {INT_MAX, 8, 6, 5, 4, 3, 2, 1};
+    constexpr int kLeastChildren = 2;
+    Limits limits;
+    for (const int depth : kDepths) {
+      limits.depth = options.depth.value_or(depth);
+      limits.children = options.children.value_or(INT_MAX);
+      if (Fits(limits)) return limits;
+      if (options.children) continue;
+      limits.children = kLeastChildren;
+      if (Fits(limits)) return Widest(limits);
     }
+    // None does.  The first lines are better than none.
+    limits.lines = std::max(m_lines - 1, 1);
+    return limits;
   }
-  limits.lines = lines;
-  return limits;
-}
+
+ private:
+  bool Fits(const Limits& limits) const {
+    Limits tried = limits;
+    tried.lines = m_lines;
+    const Drawn drawn = Drawing(tried, kUnicode, nullptr).Draw(m_top);
+    const int last_line = drawn.nodes < m_nodes ? 1 : 0;
+    return drawn.complete && drawn.lines <= m_lines - last_line;
+  }
+
+  // The widest drawing that fits and is as deep as `limits`, which fits while all children
+  // do not: so children as many as lines do not either.
+  Limits Widest(Limits limits) const {
+    int too_wide = m_lines;
+    while (too_wide - limits.children > 1) {
+      Limits tried = limits;
+      tried.children += (too_wide - limits.children) / 2;
+      if (Fits(tried)) {
+        limits = tried;
+      } else {
+        too_wide = tried.children;
+      }
+    }
+    return limits;
+  }
+
+  Tree_Node* m_top;
+  int m_nodes;
+  int m_lines;
+};
 
 Limits ChooseLimits(Tree_Node* top, const Options& options, const Style& style) {
   Limits limits;
   limits.depth = options.depth.value_or(INT_MAX);
   limits.children = options.children.value_or(INT_MAX);
   if (options.all) return limits;
-  // Room for the last line and the next prompt.
-  constexpr int kReserved = 3;
+  // Room for the command and the next prompt.
+  constexpr int kReserved = 2;
   constexpr int kLinesWithoutTerminal = 40;
   const int screen = style.columns ? std::max(static_cast<int>(style.height) - kReserved, 8)
                                    : kLinesWithoutTerminal;
-  return FitLimits(top, options, options.lines.value_or(screen));
+  return LimitsFinder(top, options.lines.value_or(screen)).Find(options);
 }
 
 // The tree as nested objects.  Without limits of its own it is complete.
@@ -311,11 +373,12 @@ void RunPrint(const Options& options, const Style& style, Output& out) {
   const Drawn drawn = Drawing(limits, strokes, &painter).Draw(start.get());
 
   const int nodes = start->GetNodeNum();
-  if (drawn.nodes < nodes) {
-    const std::string rest = Grouped(static_cast<std::uint64_t>(drawn.nodes)) + " of " +
-                             Grouped(static_cast<std::uint64_t>(nodes)) +
-                             " nodes are shown; --all shows everything";
-    out << Painted(rest, Colour::kDim, style) << '\n';
+  // A single line is the drawing's.
+  const bool room = options.all || options.lines != 1;
+  if (drawn.nodes < nodes && room) {
+    painter.LastLine(Grouped(static_cast<std::uint64_t>(drawn.nodes)) + " of " +
+                     Grouped(static_cast<std::uint64_t>(nodes)) +
+                     " nodes are shown; --all shows everything");
   }
 }
 

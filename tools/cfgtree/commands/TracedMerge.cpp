@@ -9,6 +9,7 @@
 
 #include "Encoding.h"
 #include "Error.h"
+#include "Kinds.h"
 #include "Text.h"
 #include "Walk.h"
 #include "commands/Layers.h"
@@ -35,6 +36,8 @@ TracedMerge::TracedMerge(const std::vector<Tree_NodePtr>& layers, bool one_level
   ChooseMark();
   for (std::size_t i = 0; i < m_layers.size(); ++i) Trace(i);
   m_merged = MergeLayers(m_layers, one_level);
+  // Marks have counterparts of their own and take none from other nodes.
+  CarryKinds(m_merged, m_layers);
 }
 
 void TracedMerge::ChooseMark() {

@@ -10,7 +10,7 @@
 namespace cfgtree {
 
 // A TracedMerge merges layers and knows from which of their nodes each node of the result
-// was made.
+// was made.  The nodes of the result have the kinds that a merge gives them.
 //
 // USE     The layers are changed: they serve for nothing but this object afterwards.  Ask
 //         Children() for the number of a node's children, in the layers too.
@@ -36,7 +36,7 @@ class TracedMerge {
   std::vector<Tree_NodePtr>& Layers() { return m_layers; }
 
   // The nodes from which a node of the result was made, lowest layer first.  A leaf has
-  // one.  An inner node was given its kind, and what it holds in the end, by the last.
+  // one.  An inner node was given what it holds in the end by the last.
   std::vector<Source> SourcesOf(Tree_Node& merged) const;
 
   // Whether a node is no node of a file but a mark.

@@ -4,6 +4,7 @@
 #include <utility>
 #include <vector>
 
+#include "Places.h"
 #include "Text.h"
 #include "commands/NodeFields.h"
 
@@ -37,10 +38,14 @@ std::vector<Child> SortedChildren(Tree_Node* node) {
   return children;
 }
 
+bool IsNameOf(const std::vector<Child>& children, std::string_view name) {
+  return std::binary_search(children.begin(), children.end(), Child{name, 1, nullptr}, NameBefore);
+}
+
 // Corresponding nodes; one of them may be missing.
 struct Pair {
   std::string_view name;
-  int number;
+  std::string number;  // what stands behind the name in a path; empty for the first of a name
   bool repeated;
   Tree_Node* old_node;
   Tree_Node* new_node;
@@ -58,8 +63,12 @@ std::vector<Pair> PairChildren(Tree_Node* old_parent, Tree_Node* new_parent) {
     const bool take_old = n == news.end() || (o != olds.end() && key(*o) <= key(*n));
     const bool take_new = o == olds.end() || (n != news.end() && key(*n) <= key(*o));
     const Child& child = take_old ? *o : *n;
-    pairs.push_back({child.name, child.number, child.number > 1, take_old ? o->node : nullptr,
-                     take_new ? n->node : nullptr});
+    const auto is_name = [&](std::string_view name) {
+      return IsNameOf(olds, name) || IsNameOf(news, name);
+    };
+    const bool repeated = child.number > 1;
+    pairs.push_back({child.name, repeated ? NumberBehind(child.name, child.number, is_name) : "",
+                     repeated, take_old ? o->node : nullptr, take_new ? n->node : nullptr});
     // The first of a name learns that it repeats when the second comes.
     if (child.number == 2) pairs[pairs.size() - 2].repeated = true;
     if (take_old) ++o;
@@ -77,17 +86,17 @@ class Comparison {
   explicit Comparison(const std::function<void(const Difference&)>& report) : m_report(report) {}
 
   void Run(Tree_Node& old_top, Tree_Node& new_top) {
-    Visit({"", 1, false, &old_top, &new_top}, Surroundings());
+    Visit({"", "", false, &old_top, &new_top}, Surroundings());
     while (!m_open.empty()) {
       Level& level = m_open.back();
-      const Pair pair = level.pairs[level.next++];
+      const Pair pair = std::move(level.pairs[level.next++]);
       const Surroundings around = level.around;
       m_path.resize(level.path_length);
       // Before the next level is opened, so that a long chain needs no long stack.
       if (level.next == level.pairs.size()) m_open.pop_back();
       if (!m_path.empty()) m_path += '\\';
       m_path += pair.name;
-      if (pair.number > 1) m_path += '[' + std::to_string(pair.number) + ']';
+      m_path += pair.number;
       Visit(pair, around);
     }
   }

@@ -109,11 +109,43 @@ class JsonHandler {
   char m_index[24];
 };
 
+// The UTF-16 unit of the \u escape at `at`, 0 when there is none.
+unsigned EscapedUnit(std::string_view text, std::size_t at) {
+  if (text.substr(at, 2) != "\\u") return 0;
+  const std::string_view digits = text.substr(at + 2, 4);
+  unsigned unit = 0;
+  std::from_chars(digits.data(), digits.data() + digits.size(), unit, 16);
+  return unit;
+}
+
+// The place of the first escape that is half of a surrogate pair in a document that has one
+// and is sound before it, so that backslashes stand in strings only.
+std::size_t FindHalfOfPair(std::string_view text) {
+  const auto is_high = [](unsigned unit) { return unit >= 0xD800 && unit <= 0xDBFF; };
+  const auto is_low = [](unsigned unit) { return unit >= 0xDC00 && unit <= 0xDFFF; };
+  constexpr std::size_t kShortest = 2;
+  constexpr std::size_t kPair = 12;
+  std::size_t i = text.find('\\');
+  while (i < text.size()) {
+    const unsigned unit = EscapedUnit(text, i);
+    const bool pair = is_high(unit) && is_low(EscapedUnit(text, i + kPair / 2));
+    if (!pair && (is_high(unit) || is_low(unit))) break;
+    i = text.find('\\', i + (pair ? kPair : kShortest));
+  }
+  return std::min(i, text.size());
+}
+
 // "Missing a comma or } after an object member." as the end of an error line.
 std::string Lowered(std::string_view message) {
   std::string text(message.substr(0, message.find_last_not_of('.') + 1));
   if (!text.empty()) text[0] = LowerCase(text[0]);
   return text;
+}
+
+// The handler ends the parsing for no other reason.
+bool IsHalfOfPair(rapidjson::ParseErrorCode code) {
+  return code == rapidjson::kParseErrorTermination ||
+         code == rapidjson::kParseErrorStringUnicodeSurrogateInvalid;
 }
 
 // `rest` is the document from the place of the error on.
@@ -128,7 +160,7 @@ std::string Explain(rapidjson::ParseErrorCode code, std::string_view rest) {
     case rapidjson::kParseErrorDocumentRootNotSingular:
       return "more text behind the end of the document";
     case rapidjson::kParseErrorDocumentEmpty:
-      return "no JSON value; the document is empty";
+      return at_end ? "no JSON value; the document is empty" : "not a JSON value";
     case rapidjson::kParseErrorStringMissQuotationMark:
       return "the document ends inside a string";
     case rapidjson::kParseErrorStringEscapeInvalid:
@@ -162,9 +194,10 @@ void ReadJson(const Source& source, TreeBuilder& tree) {
   rapidjson::Reader reader;
   const rapidjson::ParseResult result = reader.Parse<kFlags>(stream, handler);
   if (result.IsError()) {
-    throw Error::AtText(
-        source.name, text, result.Offset(),
-        Explain(result.Code(), text.substr(std::min(result.Offset(), text.size()))));
+    const std::size_t place = std::min(result.Offset(), text.size());
+    const bool half_of_pair = IsHalfOfPair(result.Code());
+    throw Error::AtText(source.name, text, half_of_pair ? FindHalfOfPair(text) : place,
+                        Explain(result.Code(), text.substr(place)));
   }
 }
 
