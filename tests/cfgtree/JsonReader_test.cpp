@@ -30,6 +30,13 @@ const ReadCase kTrees[] = {
     {"[-0, 1.50, 1E+2, 123456789012345678901234567890, 0.1e-400]",
      "t:array/\n  0:number = -0\n  1:number = 1.50\n  2:number = 1E+2\n"
      "  3:number = 123456789012345678901234567890\n  4:number = 0.1e-400\n"},
+    // No number is too big or too long.
+    {"[1e999, -1E+99999999999, 0e400, 0.0e999]",
+     "t:array/\n  0:number = 1e999\n  1:number = -1E+99999999999\n  2:number = 0e400\n"
+     "  3:number = 0.0e999\n"},
+    // What looks like a number in a text, or its end, is none.
+    {R"({"1e5\\": "-2 \" 3", "4":5,"6" : 7})",
+     "t/\n  1e5%5C = -2 \" 3\n  4:number = 5\n  6:number = 7\n"},
     // Order and repeated keys are kept.
     {R"({"b": 1, "a": 2, "b": 3})", "t/\n  b:number = 1\n  a:number = 2\n  b:number = 3\n"},
     // Escapes become UTF-8; pairs of surrogates one character.
@@ -72,10 +79,15 @@ const ReadCase kBroken[] = {
     {"[01]", "f:1:3: missing a comma or ']' after an array element"},
     {"[1.]", "f:1:4: miss fraction part in number"},
     {"[1e]", "f:1:4: miss exponent in number"},
-    {"[1e999]", "f:1:2: number too big (beyond 1e308)"},
     {"]", "f:1:1: not a JSON value"},
     {" \n}", "f:2:1: not a JSON value"},
     {",1", "f:1:1: not a JSON value"},
+    {"[1e999.]", "f:1:2: not a JSON number"},
+    {"[-]", "f:1:3: not a JSON value"},
+    {"[1-2]", "f:1:3: missing a comma or ']' after an array element"},
+    {"[1 , 2 3]", "f:1:8: missing a comma or ']' after an array element"},
+    {"[\"a\"1]", "f:1:5: missing a comma or ']' after an array element"},
+    {"[\"a\\", "f:1:4: invalid escape character in a string"},
     {"// no comments\n1", "f:1:1: not a JSON value"},
     {"[\"a\nb\"]", "f:1:4: line break or control character in a string"},
     {"[\"a", "f:1:4: the document ends inside a string"},

@@ -39,6 +39,9 @@ const ReadCase kTrees[] = {
     {"<!DOCTYPE a [<!ENTITY e 'v<b>w</b>'>]><a>&e;!</a>",
      "t/\n  a/\n    #text = v\n    b = w\n    #text = !\n"},
     {"<!DOCTYPE a [<!ATTLIST a k CDATA 'dflt'>]><a/>", "t/\n  a/\n    @k = dflt\n"},
+    {"<!DOCTYPE a SYSTEM 'x' [<!ENTITY e 'v'><!ENTITY f '&e;&amp;&#65;'><!ENTITY g '&no;'>"
+     "<!ATTLIST a k CDATA '[&e;>'><!-- &no; -->]><a j='&f;'/>",
+     "t/\n  a/\n    @j = v&A\n    @k = [v>\n"},
     // A DTD elsewhere is left unread.
     {"<!DOCTYPE a SYSTEM 'http://127.0.0.1/x.dtd'><a>x</a>", "t/\n  a = x\n"},
     // Names as written, prefixes included.
@@ -80,6 +83,17 @@ const ReadCase kBroken[] = {
     {"<!DOCTYPE a [<!ENTITY e SYSTEM '/etc/passwd'>]><a>&e;</a>",
      "f:1:51: external entities are not read"},
     {"<!DOCTYPE a SYSTEM 'x.dtd'><a>&e;</a>", "f:1:31: entity &e; is not declared in this file"},
+    // The same in attributes and their defaults, be it through entities that are declared.
+    {"<!DOCTYPE a SYSTEM 'x.dtd'><a k='1&foo;2'>t</a>",
+     "f:1:28: entity &foo; is not declared in this file"},
+    {"<!DOCTYPE a [<!ENTITY % p SYSTEM 'x.ent'>%p;]><a>\n <b k='&lt;&foo;'/></a>",
+     "f:2:2: entity &foo; is not declared in this file"},
+    {"<!DOCTYPE a SYSTEM 'x.dtd' [<!ATTLIST a k CDATA 'x&foo;y'>]><a/>",
+     "f:1:58: entity &foo; is not declared in this file"},
+    {"<!DOCTYPE a SYSTEM 'x' [<!ENTITY d 'v&foo;'><!ENTITY e '&d;'>]><a k='&e;'/>",
+     "f:1:64: entity &foo; is not declared in this file"},
+    {"<!DOCTYPE a SYSTEM 'x' [<!ENTITY e '<b k=\"&foo;\"/>'>]><a>&e;</a>",
+     "f:1:58: entity &foo; is not declared in this file"},
     {"<!DOCTYPE a [<!ENTITY e '&e;'>]><a>&e;</a>", "f:1:36: recursive entity reference"},
 };
 
@@ -88,6 +102,45 @@ TEST(XmlReader, NamesThePlaceOfAnError) {
     SCOPED_TRACE(c.bytes);
     EXPECT_EQ(Read(Format::kXml, c.bytes), "error: " + std::string(c.expected));
   }
+}
+
+TEST(XmlReader, NamesThePlaceOfAnErrorBehindAByteOrderMark) {
+  const std::string mark = "\xEF\xBB\xBF";
+  const std::string first = "error: f:1:9: mismatched tag";
+  EXPECT_EQ(Read(Format::kXml, mark + "<a><b></c>"), first);
+  EXPECT_EQ(Read(Format::kXml, Utf16("<a><b></c>")), first);
+  EXPECT_EQ(Read(Format::kXml, Utf16("<a><b></c>", true)), first);
+  EXPECT_EQ(Read(Format::kXml, mark + "<a>\n<b></c>"), "error: f:2:6: mismatched tag");
+  EXPECT_EQ(Read(Format::kXml, Utf16("<a>\n<b></c>")), "error: f:2:6: mismatched tag");
+  EXPECT_EQ(Read(Format::kXml, mark), "error: f:1:1: the document is empty");
+  EXPECT_EQ(Read(Format::kXml, mark + "x"), "error: f:1:1: not XML; markup was expected here");
+  const std::string doctype = "<!DOCTYPE a SYSTEM 'x'><a k='&foo;'/>";
+  EXPECT_EQ(Read(Format::kXml, Utf16(doctype)),
+            "error: f:1:24: entity &foo; is not declared in this file");
+}
+
+// The parser gets a file in pieces of 1 MiB; these have every sort of place at their ends.
+TEST(XmlReader, ReadsFilesOfManyPieces) {
+  const std::string line = "<b k=\"\xF0\x9F\x98\x80&amp;\">\xC3\xA9\r\n&lt;<![CDATA[]]]]></b>\r\n";
+  const std::size_t lines = 3 * (std::size_t{1} << 20) / line.size();
+  for (std::size_t shift = 0; shift < line.size(); shift += 5) {
+    std::string bytes = "<a>" + std::string(shift, ' ') + "\r\n";
+    for (std::size_t i = 0; i < lines; ++i) bytes += line;
+    Tree_NodePtr top = BuildTree({"f", bytes + "</a>", nullptr}, Format::kXml, "t");
+    Tree_Node& a = *top->GetChildAt(0);
+    ASSERT_EQ(a.GetChildCount(), static_cast<int>(lines));
+    for (int i = 0; i < a.GetChildCount(); ++i) {
+      Tree_Node& b = *a.GetChildAt(i);
+      ASSERT_EQ(View(ValueOf(*b.GetChildAt(0))), "\xF0\x9F\x98\x80&") << i;
+      ASSERT_EQ(View(ValueOf(*b.GetChildAt(1))), "\xC3\xA9\n<]]") << i;
+    }
+    EXPECT_EQ(Read(Format::kXml, bytes + "\xC3\xA9</c>"),
+              "error: f:" + std::to_string(2 * lines + 2) + ":4: mismatched tag");
+  }
+  // A token that is longer than a piece.
+  const std::string text(std::size_t{5} << 20, 'x');
+  EXPECT_EQ(Read(Format::kXml, "<a><!--" + text + "--><b k='" + text + "'/></a>"),
+            "t/\n  a/\n    b/\n      @k = " + text + "\n");
 }
 
 TEST(XmlReader, StopsEntitiesThatGrowWithoutEnd) {

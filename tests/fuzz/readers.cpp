@@ -5,7 +5,9 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "Error.h"
@@ -86,17 +88,28 @@ std::string Write(Tree_NodePtr& top, Format format, const cfgtree::SourceStyle& 
   return WriteFormat(top, format, options, losses);
 }
 
-// A registry export has the values of a key in front of its sub-keys.
+// A registry export has the values of a key in front of its sub-keys, save for those that
+// stand behind a sub-key of their name.
 void PutValuesFirst(Tree_NodePtr& top) {
   std::vector<Tree_NodePtr> keys;
+  std::vector<Tree_NodePtr> late_values;
+  std::set<std::pair<Tree_Node*, std::string>> names;  // of the keys, below their parents
   cfgtree::Walk(top, [&](Tree_NodePtr& node, std::size_t) {
-    const bool value = node->IsLeaf() && cfgtree::View(cfgtree::ValueOf(*node)) != "[-]";
-    if (!value && node->GetParent() != nullptr) keys.push_back(node);
+    if (node->GetParent() == nullptr) return;
+    const std::pair name(node->GetParent(), std::string(cfgtree::View(node->GetKeyName())));
+    if (!node->IsLeaf() || cfgtree::View(cfgtree::ValueOf(*node)) == "[-]") {
+      keys.push_back(node);
+      names.insert(name);
+    } else if (names.count(name) > 0) {
+      late_values.push_back(node);
+    }
   });
   // Each goes to the end, in turn.
-  for (Tree_NodePtr& key : keys) {
-    Tree_Node* const parent = key->GetParent();
-    parent->Insert(key, parent->GetChildCount() - 1, -1);
+  for (const std::vector<Tree_NodePtr>& nodes : {keys, late_values}) {
+    for (Tree_NodePtr node : nodes) {
+      Tree_Node* const parent = node->GetParent();
+      parent->Insert(node, parent->GetChildCount() - 1, -1);
+    }
   }
 }
 

@@ -26,6 +26,9 @@ class TreeBuilder {
   // Stands on a new top node.
   explicit TreeBuilder(std::string_view top_name);
 
+  // Stands on the top of a tree that goes on growing.
+  explicit TreeBuilder(const Tree_NodePtr& top) : m_top(top), m_current(m_top.get()) {}
+
   // Makes an inner node and goes there.
   Tree_Node* Enter(std::string_view name, NodeKind kind = NodeKind::kPlain);
 

@@ -1,5 +1,8 @@
+#include <algorithm>
+#include <optional>
 #include <string>
 
+#include "Deletions.h"
 #include "Kinds.h"
 #include "System.h"
 #include "Text.h"
@@ -22,6 +25,13 @@ void WarnOfRepeatedNames(LoadedFile& layer) {
                  " not kept apart by a merge\n");
 }
 
+// Whether values such as "[-]" have the meaning that they have in a registry export.
+bool IsRegistry(const std::vector<LoadedFile*>& files, Format output) {
+  return output == Format::kReg ||
+         std::any_of(files.begin(), files.end(),
+                     [](const LoadedFile* file) { return file->format == Format::kReg; });
+}
+
 }  // namespace
 
 void RunMerge(const Options& options) {
@@ -30,8 +40,11 @@ void RunMerge(const Options& options) {
   const std::vector<Tree_NodePtr> layers = TopsOf(files);
   const RWCString name = layers[0]->GetKeyName();
 
+  std::optional<Deletions> deletions;
+  if (IsRegistry(files, format)) deletions.emplace(layers, options.one_level);
   Tree_NodePtr merged = MergeLayers(layers, options.one_level);
   CarryKinds(merged, layers);
+  if (deletions) deletions->PutInto(merged);
   // What comes out is the base with changes, not the last change.
   merged->SetKeyName(name);
   Save(merged, options.output, format, WriteOptionsLike(*files[0], format));

@@ -54,6 +54,18 @@ std::string Narrowed(std::string_view bytes, bool big_endian) {
   return text;
 }
 
+// Whether a JSON value begins, as far as one line of INI does not: true, false and null also
+// begin names.
+bool LooksLikeValue(std::string_view text) {
+  if (text.find_first_of("[{\"-0123456789") == 0) return true;
+  for (const std::string_view word : {"true", "false", "null"}) {
+    if (!StartsWith(text, word)) continue;
+    const std::string_view behind = Trimmed(text.substr(word.size()), kBlanks);
+    if (behind.empty() || behind[0] == ',') return true;
+  }
+  return false;
+}
+
 // `text` begins with "[": an INI section stands alone on its line between brackets;
 // anything else, and what could be the first value of an array, is JSON.
 Format ArrayOrSection(std::string_view text) {
@@ -61,9 +73,7 @@ Format ArrayOrSection(std::string_view text) {
   const std::string_view inside = Trimmed(line.substr(1), kIniBlanks);
   if (inside.empty() || inside.back() != ']') return Format::kJson;
   const std::string_view name = Trimmed(inside.substr(0, inside.size() - 1), kIniBlanks);
-  const bool value = name.empty() || name.find_first_of("[{\"-0123456789") == 0 || name == "true" ||
-                     name == "false" || name == "null";
-  return value ? Format::kJson : Format::kIni;
+  return name.empty() || LooksLikeValue(name) ? Format::kJson : Format::kIni;
 }
 
 bool LooksLikeIni(std::string_view text) {
@@ -76,6 +86,18 @@ bool LooksLikeIni(std::string_view text) {
     text = end == text.npos ? "" : text.substr(end + 1);
   }
   return false;
+}
+
+// The first text of a file, without its byte order mark and the blanks around it.
+std::string_view Beginning(std::string_view bytes, std::string& storage) {
+  bytes = bytes.substr(0, kLookedAt);
+  if (StartsWith(bytes, kUtf16LittleBom) || StartsWith(bytes, kUtf16BigBom)) {
+    storage = Narrowed(bytes, StartsWith(bytes, kUtf16BigBom));
+    bytes = storage;
+  } else if (StartsWith(bytes, kUtf8Bom)) {
+    bytes.remove_prefix(kUtf8Bom.size());
+  }
+  return Trimmed(bytes, kBlanks);
 }
 
 }  // namespace
@@ -128,16 +150,8 @@ std::optional<Format> WrittenFormatByExtension(std::string_view path) {
 
 std::optional<Format> FormatByContent(std::string_view bytes) {
   if (LooksLikeTree(bytes)) return Format::kTree;
-  bytes = bytes.substr(0, kLookedAt);
-  std::string narrowed;
-  if (StartsWith(bytes, kUtf16LittleBom) || StartsWith(bytes, kUtf16BigBom)) {
-    narrowed = Narrowed(bytes, StartsWith(bytes, kUtf16BigBom));
-    bytes = narrowed;
-  } else if (StartsWith(bytes, kUtf8Bom)) {
-    bytes.remove_prefix(kUtf8Bom.size());
-  }
-
-  const std::string_view text = Trimmed(bytes, kBlanks);
+  std::string storage;
+  const std::string_view text = Beginning(bytes, storage);
   if (text.empty()) return std::nullopt;
   if (StartsWith(text, "Windows Registry Editor") || StartsWith(text, "REGEDIT4")) {
     return Format::kReg;
@@ -156,8 +170,10 @@ std::optional<Format> DetectFormat(std::string_view path, std::string_view bytes
   const std::optional<Format> format = FormatByContent(bytes);
   const std::string extension = Extension(path);
   if (extension != "conf" && extension != "cfg") return format;
-  // A [section] looks like the start of a JSON array; under these names it is none.
-  const bool ini = !format || Trimmed(bytes, kBlanks).substr(0, 1) == "[";
+  // Under these names a { begins JSON, and nothing else does: what looks like an array or a
+  // scalar is a [section] or a key.
+  std::string storage;
+  const bool ini = !format || (*format == Format::kJson && Beginning(bytes, storage)[0] != '{');
   return ini ? Format::kIni : format;
 }
 

@@ -1,36 +1,120 @@
 #include "readers/JsonReader.h"
 
 #include <rapidjson/error/en.h>
-#include <rapidjson/memorystream.h>
 #include <rapidjson/reader.h>
 
 #include <algorithm>
+#include <cassert>
 #include <charconv>
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <vector>
 
 #include "Encoding.h"
 #include "Error.h"
+#include "JsonNumber.h"
 #include "Names.h"
 #include "Text.h"
 
 namespace cfgtree {
 namespace {
 
-using rapidjson::MemoryStream;
 using rapidjson::SizeType;
+
+// The document as the parser gets it: every number is a single 0.  Of numbers only the text
+// is kept, but the parser computes each, and refuses what it has no double for.  What only
+// begins like a number is left as it is, for the parser to tell what is wrong with it.
+class JsonStream {
+ public:
+  using Ch = char;
+
+  explicit JsonStream(std::string_view text) : m_text(text) { FindNumber(); }
+
+  // The number that was taken last.
+  std::string_view Number() const { return m_number; }
+  std::size_t Size() const { return m_text.size(); }
+
+  // What the parser asks of a stream.
+  char Peek() const {
+    if (m_at < m_plain_end) return m_text[m_at];
+    if (m_length > 0) return '0';
+    return m_at < m_text.size() ? m_text[m_at] : '\0';
+  }
+  char Take() {
+    if (m_at < m_plain_end) return m_text[m_at++];
+    if (m_length > 0) return TakeNumber();
+    if (m_at == m_text.size()) return '\0';
+    const char c = m_text[m_at++];
+    if (c == '"') {
+      FindEndOfString();
+    } else {
+      FindNumber();
+    }
+    return c;
+  }
+  std::size_t Tell() const { return m_at; }
+
+  // For parsers that write into their input, which this one does not.
+  char* PutBegin() { return Refused(); }
+  void Put(char) { Refused(); }
+  std::size_t PutEnd(char*) { return Refused() == nullptr ? 0 : 1; }
+
+ private:
+  static char* Refused() {
+    assert(false);
+    return nullptr;
+  }
+
+  char TakeNumber() {
+    m_number = m_text.substr(m_at, m_length);
+    m_at += m_length;
+    m_length = 0;
+    return '0';
+  }
+
+  // Behind the quote that begins a string.
+  void FindEndOfString() {
+    std::size_t end = m_at;
+    while (end < m_text.size() && m_text[end] != '"') end += m_text[end] == '\\' ? 2 : 1;
+    m_plain_end = std::min(end + 1, m_text.size());
+  }
+
+  static bool IsInNumbers(char c) {
+    return IsDigit(c) || c == '.' || c == '-' || c == '+' || c == 'e' || c == 'E';
+  }
+
+  // Looks for a number at the place that is reached.
+  void FindNumber() {
+    if (m_at == m_text.size()) return;
+    const char c = m_text[m_at];
+    if (c != '-' && !IsDigit(c)) return;
+    std::size_t end = m_at + 1;
+    while (end < m_text.size() && IsInNumbers(m_text[end])) ++end;
+    if (IsJsonNumber(m_text.substr(m_at, end - m_at))) {
+      m_length = end - m_at;
+    } else {
+      m_plain_end = end;
+    }
+  }
+
+  std::string_view m_text;
+  std::size_t m_at = 0;
+  std::size_t m_plain_end = 0;  // up to there the document comes as it is
+  std::size_t m_length = 0;     // of the number at m_at, 0 when there is none
+  std::string_view m_number;
+};
 
 // Receives the document's parts in order and moves the builder along.
 class JsonHandler {
  public:
-  JsonHandler(const Source& source, const MemoryStream& stream, TreeBuilder& tree)
+  JsonHandler(const Source& source, const JsonStream& stream, TreeBuilder& tree)
       : m_source(source), m_stream(stream), m_tree(tree) {}
 
   bool Null() { return Scalar("null", NodeKind::kNull); }
   bool Bool(bool value) { return Scalar(value ? "true" : "false", NodeKind::kBoolean); }
-  bool RawNumber(const char* text, SizeType length, bool) {
-    return Scalar({text, length}, NodeKind::kNumber);
+  bool RawNumber(const char*, SizeType, bool) {
+    return Scalar(m_stream.Number(), NodeKind::kNumber);
   }
   bool String(const char* text, SizeType length, bool) {
     return IsWhole({text, length}) && Scalar({text, length}, NodeKind::kPlain);
@@ -75,7 +159,7 @@ class JsonHandler {
   }
 
   bool Scalar(std::string_view text, NodeKind kind) {
-    m_source.Report(m_stream.Tell(), m_stream.size_);
+    m_source.Report(m_stream.Tell(), m_stream.Size());
     if (m_open.empty()) {
       m_tree.MakeTopLeaf(text, kind);
     } else {
@@ -101,7 +185,7 @@ class JsonHandler {
   }
 
   const Source& m_source;
-  const MemoryStream& m_stream;
+  const JsonStream& m_stream;
   TreeBuilder& m_tree;
   std::vector<std::uint64_t> m_open;
   std::string m_key;
@@ -155,8 +239,8 @@ std::string Explain(rapidjson::ParseErrorCode code, std::string_view rest) {
     case rapidjson::kParseErrorTermination:
     case rapidjson::kParseErrorStringUnicodeSurrogateInvalid:
       return "half of a surrogate pair in a string";
-    case rapidjson::kParseErrorNumberTooBig:
-      return "number too big (beyond 1e308)";
+    case rapidjson::kParseErrorNumberTooBig:  // behind which something belongs to no number
+      return "not a JSON number";
     case rapidjson::kParseErrorDocumentRootNotSingular:
       return "more text behind the end of the document";
     case rapidjson::kParseErrorDocumentEmpty:
@@ -189,7 +273,7 @@ void ReadJson(const Source& source, TreeBuilder& tree) {
   constexpr unsigned kFlags = rapidjson::kParseIterativeFlag |
                               rapidjson::kParseNumbersAsStringsFlag |
                               rapidjson::kParseValidateEncodingFlag;
-  MemoryStream stream(text.data(), text.size());
+  JsonStream stream(text);
   JsonHandler handler(source, stream, tree);
   rapidjson::Reader reader;
   const rapidjson::ParseResult result = reader.Parse<kFlags>(stream, handler);

@@ -3,11 +3,14 @@
 #include <algorithm>
 #include <map>
 #include <unordered_map>
+#include <unordered_set>
 #include <utility>
+#include <vector>
 
 #include "Encoding.h"
 #include "Error.h"
 #include "Names.h"
+#include "RemoveChildren.h"
 #include "Text.h"
 
 namespace cfgtree {
@@ -34,9 +37,10 @@ class RegScanner {
     for (;;) {
       m_next = std::min(m_text.find_first_not_of(" \t\r\n", m_next), m_text.size());
       m_source.Report(m_next, m_text.size());
-      if (AtEnd()) return;
+      if (AtEnd()) break;
       ReadItem();
     }
+    RemoveUndone();
   }
 
  private:
@@ -106,8 +110,7 @@ class RegScanner {
       if (name.empty()) Fail(Offset(path), "an empty name in the path of a key");
       const bool last = end == path.npos;
       if (last && deleted) {
-        m_tree.Leaf(EncodeName(name, m_storage), kDeletedKey);
-        return;
+        return DeleteSubKey(EncodeName(name, m_storage));
       }
       EnterSubKey(EncodeName(name, m_storage), last);
       if (last) return;
@@ -124,12 +127,54 @@ class RegScanner {
       m_tree.Enter(name, kind);
       return;
     }
-    if (!first->IsLeaf()) return Revisit(first, listed);
+    if (IsKey(*first)) return Revisit(first, listed);
 
-    // A value of that name stands before the sub-key and hides it from look-ups.
+    // A leaf of that name stands before the sub-key and hides it from look-ups.
     Tree_Node*& hidden = m_hidden[parent][std::string(name)];
     if (hidden != nullptr) return Revisit(hidden, listed);
     hidden = m_tree.Enter(name, kind);
+  }
+
+  // An import does one thing after the other, so a deletion undoes what the file has said
+  // of the key so far.  The key above it was made all the same.
+  void DeleteSubKey(std::string_view name) {
+    if (Tree_Node* const key = TakeSubKey(name)) {
+      m_undone.insert(key);
+      if (IsMadeKey(*key)) m_tree.Current()->SetId(static_cast<int>(NodeKind::kPlain));
+    }
+    m_tree.Leaf(name, kDeletedKey);
+  }
+
+  // The sub-key of the current key that a section of this name would go on with, null when
+  // there is none; the next section makes a new one.
+  Tree_Node* TakeSubKey(std::string_view name) {
+    Tree_Node* const parent = m_tree.Current();
+    Tree_Node* const first = parent->Get(ToRWCString(name), parent);
+    if (first == nullptr || IsKey(*first)) return first;
+    const auto names = m_hidden.find(parent);
+    if (names == m_hidden.end()) return nullptr;
+    const auto hidden = names->second.find(std::string(name));
+    if (hidden == names->second.end()) return nullptr;
+    Tree_Node* const key = hidden->second;
+    names->second.erase(hidden);
+    return key;
+  }
+
+  bool IsKey(Tree_Node& node) const { return !node.IsLeaf() && m_undone.count(&node) == 0; }
+
+  // Takes the keys that were deleted again out of the tree.  That waits for the end, so that
+  // it is done once for all sub-keys of a key.
+  void RemoveUndone() {
+    std::unordered_set<Tree_Node*> parents;
+    for (Tree_Node* const key : m_undone) parents.insert(key->GetParent());
+    // Nothing is released before the last parent is done, for they may be below each other.
+    std::vector<Tree_NodePtr> removed;
+    for (Tree_Node* const parent : parents) {
+      for (Tree_NodePtr& key : RemoveChildren(
+               *parent, [this](Tree_Node& child) { return m_undone.count(&child) > 0; })) {
+        removed.push_back(key);
+      }
+    }
   }
 
   void Revisit(Tree_Node* key, bool listed) {
@@ -282,6 +327,7 @@ class RegScanner {
   std::string m_data;
   std::string m_storage;
   std::unordered_map<Tree_Node*, std::map<std::string, Tree_Node*>> m_hidden;
+  std::unordered_set<Tree_Node*> m_undone;  // keys that the file deletes again
 };
 
 }  // namespace
@@ -290,6 +336,19 @@ void ReadReg(const Source& source, TreeBuilder& tree) {
   std::string storage;
   const std::string_view text = DecodeText(source.name, source.bytes, storage);
   RegScanner(source, text, tree).Read();
+}
+
+bool IsMadeKey(Tree_Node& key) {
+  std::vector<Tree_Node*> open = {&key};
+  while (!open.empty()) {
+    Tree_Node& node = *open.back();
+    open.pop_back();
+    if (KindOf(node) != NodeKind::kImpliedKey) return true;
+    for (int i = 0; i < node.GetChildCount(); ++i) {
+      if (!node.GetChildAt(i)->IsLeaf()) open.push_back(node.GetChildAt(i).get());
+    }
+  }
+  return false;
 }
 
 std::string QuoteRegText(std::string_view text) {

@@ -4,7 +4,9 @@
 
 #include "Encoding.h"
 #include "Error.h"
+#include "Names.h"
 #include "System.h"
+#include "Text.h"
 #include "Walk.h"
 
 namespace cfgtree {
@@ -43,6 +45,15 @@ void CountKind(Tree_Node& node, Losses& losses) {
     case NodeKind::kImpliedKey:
       break;
   }
+}
+
+std::string NameOrLoss(Tree_Node& node, Losses& losses) {
+  const std::string_view name = View(node.GetKeyName());
+  if (name.find(kEscapedAt) != name.npos) {
+    losses.Count("name that is really @ becomes that of a default value",
+                 "names that are really @ become those of default values");
+  }
+  return DecodeName(name);
 }
 
 std::string TextOrLoss(std::string_view text, Losses& losses) {

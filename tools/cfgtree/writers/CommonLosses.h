@@ -29,6 +29,10 @@ inline void CountChangeFlag(Tree_Node& leaf, Losses& losses) {
 // For formats that know texts and sub-trees only.
 void CountKind(Tree_Node& node, Losses& losses);
 
+// The name of `node` without its escape, for formats that have no default value: where that
+// makes an @ like any other of a registry value that is called @, it is counted.
+std::string NameOrLoss(Tree_Node& node, Losses& losses);
+
 // `text` as UTF-8, and counted when that changed it.
 std::string TextOrLoss(std::string_view text, Losses& losses);
 

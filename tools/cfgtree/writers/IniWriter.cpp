@@ -6,7 +6,6 @@
 #include <vector>
 
 #include "Encoding.h"
-#include "Names.h"
 #include "NodeKind.h"
 #include "Text.h"
 #include "Walk.h"
@@ -53,7 +52,7 @@ class IniFile {
       lengths.resize(depth - 1);
       path.resize(lengths.empty() ? 0 : lengths.back());
       if (depth > 1) path += '\\';
-      path += TextOrLoss(DecodeName(View(node->GetKeyName())), m_losses);
+      path += TextOrLoss(NameOrLoss(*node, m_losses), m_losses);
       lengths.push_back(path.size());
       CountKind(*node, m_losses);
       if (HasSection(*node)) WriteSection(*node, path, depth);
@@ -111,7 +110,7 @@ class IniFile {
 
   void WriteValue(Tree_Node& leaf) {
     CountChangeFlag(leaf, m_losses);
-    const std::string name = TextOrLoss(DecodeName(View(leaf.GetKeyName())), m_losses);
+    const std::string name = TextOrLoss(NameOrLoss(leaf, m_losses), m_losses);
     if (!IsKeyName(name)) {
       m_losses.Count("value with a name that cannot be written is left out",
                      "values with names that cannot be written are left out");

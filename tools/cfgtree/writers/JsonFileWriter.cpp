@@ -4,12 +4,14 @@
 #include <charconv>
 #include <cstddef>
 #include <cstdio>
+#include <deque>
 #include <string_view>
 #include <unordered_set>
 #include <utility>
 #include <vector>
 
 #include "Encoding.h"
+#include "JsonNumber.h"
 #include "Names.h"
 #include "NodeKind.h"
 #include "Text.h"
@@ -18,33 +20,6 @@
 
 namespace cfgtree {
 namespace {
-
-constexpr std::string_view kDigits = "0123456789";
-
-// Goes behind a run of digits; false when there is none.
-bool SkipDigits(std::string_view& text) {
-  const std::size_t count = std::min(text.find_first_not_of(kDigits), text.size());
-  text.remove_prefix(count);
-  return count > 0;
-}
-
-bool Skip(std::string_view& text, std::string_view characters) {
-  if (text.empty() || characters.find(text[0]) == characters.npos) return false;
-  text.remove_prefix(1);
-  return true;
-}
-
-// Whether JSON takes `text` for a number.
-bool IsJsonNumber(std::string_view text) {
-  Skip(text, "-");
-  if (!Skip(text, "0") && !SkipDigits(text)) return false;
-  if (Skip(text, ".") && !SkipDigits(text)) return false;
-  if (Skip(text, "eE")) {
-    Skip(text, "+-");
-    if (!SkipDigits(text)) return false;
-  }
-  return text.empty();
-}
 
 // Whether a value stands as it is, without quotes.  Its kind decides, and the text must
 // be one of that kind: a client may have changed the value and left the kind.
@@ -102,7 +77,7 @@ class JsonFile {
       const bool first = level.next == 1;
       NewLine(m_open.size(), first);
       if (!level.array) {
-        Quote(DecodeName(View(child.GetKeyName())));
+        Quote(NameOrLoss(child, m_losses));
         m_text += m_style.json_blanks ? ": " : ":";
       }
       Value(child);
@@ -175,11 +150,13 @@ class JsonFile {
 
   void CountRepeatedNames(Tree_Node& object) {
     // A set of this object's own: emptying one that was once big costs as much each time.
-    std::unordered_set<const char*> names;
+    std::unordered_set<std::string_view> names;
+    std::deque<std::string> written;  // names that lose an escape
     std::uint64_t repeated = 0;
     for (int i = 0; i < object.GetChildCount(); ++i) {
-      // Equal names are one interned string.
-      if (!names.insert(object.GetChildAt(i)->GetKeyName().data()).second) ++repeated;
+      std::string_view name = View(object.GetChildAt(i)->GetKeyName());
+      if (name.find('%') != name.npos) name = written.emplace_back(DecodeName(name));
+      if (!names.insert(name).second) ++repeated;
     }
     m_losses.Count("name comes again in its object, where most readers keep the last one only",
                    "names come again in their objects, where most readers keep the last one only",

@@ -1,6 +1,8 @@
 #include "writers/RegWriter.h"
 
+#include <algorithm>
 #include <cstddef>
+#include <unordered_map>
 #include <unordered_set>
 #include <utility>
 #include <vector>
@@ -60,6 +62,64 @@ std::size_t Units(std::string_view text) {
   return units;
 }
 
+bool IsDeletedKey(Tree_Node& node) {
+  return node.IsLeaf() && RegTypeOf(View(ValueOf(node))) == RegType::kDeletedKey;
+}
+
+bool IsKey(Tree_Node& node) {
+  return !node.IsLeaf() || IsDeletedKey(node);
+}
+
+// Equal names are one interned string, so its address stands for it.
+const char* NameId(Tree_Node& node) {
+  return node.GetKeyName().data();
+}
+
+// A deletion stands in front of the key of its name that is made anew, since an import
+// does one thing after the other.  A merge leaves it behind.
+void PutDeletionsFirst(std::vector<Tree_Node*>& keys) {
+  std::unordered_set<const char*> made;
+  std::unordered_set<const char*> late;
+  for (Tree_Node* const key : keys) {
+    if (!IsDeletedKey(*key)) {
+      made.insert(NameId(*key));
+    } else if (made.count(NameId(*key)) > 0) {
+      late.insert(NameId(*key));
+    }
+  }
+  if (late.empty()) return;
+  std::stable_partition(keys.begin(), keys.end(), [&](Tree_Node* key) {
+    return IsDeletedKey(*key) && late.count(NameId(*key)) > 0;
+  });
+}
+
+// The children of a key in the order in which they are written.
+struct Parts {
+  std::vector<Tree_Node*> values;
+  std::vector<Tree_Node*> keys;
+  // Values that stand behind a sub-key of their name: a path finds the first of the two, so
+  // these follow in a second section of the key.
+  std::vector<Tree_Node*> late_values;
+};
+
+Parts PartsOf(Tree_Node& key) {
+  Parts parts;
+  std::unordered_set<const char*> key_names;
+  for (int i = 0; i < key.GetChildCount(); ++i) {
+    Tree_Node* const child = key.GetChildAt(i).get();
+    if (IsKey(*child)) {
+      parts.keys.push_back(child);
+      key_names.insert(NameId(*child));
+    } else if (key_names.count(NameId(*child)) > 0) {
+      parts.late_values.push_back(child);
+    } else {
+      parts.values.push_back(child);
+    }
+  }
+  PutDeletionsFirst(parts.keys);
+  return parts;
+}
+
 class RegFile {
  public:
   RegFile(const SourceStyle& style, Losses& losses)
@@ -78,12 +138,11 @@ class RegFile {
     WriteTop(top);
     while (!m_open.empty()) {
       Level& level = m_open.back();
-      if (level.next == level.node->GetChildCount()) {
-        m_open.pop_back();
-        m_path.resize(m_open.empty() ? 0 : m_open.back().path);
+      if (level.next == level.keys.size()) {
+        Close();
         continue;
       }
-      VisitKey(*level.node->GetChildAt(level.next++));
+      VisitKey(*level.keys[level.next++]);
       RequireWritableSize(m_text.size());
     }
     FinishText(opening);
@@ -92,27 +151,27 @@ class RegFile {
 
  private:
   struct Level {
-    Tree_Node* node;
-    int next;
+    std::vector<Tree_Node*> keys;
+    std::vector<Tree_Node*> late_values;
+    std::size_t next;  // of the keys
     std::size_t path;  // length of m_path
   };
 
-  static bool IsDeletedKey(Tree_Node& node) {
-    return node.IsLeaf() && RegTypeOf(View(ValueOf(node))) == RegType::kDeletedKey;
-  }
-
-  static bool IsKey(Tree_Node& node) { return !node.IsLeaf() || IsDeletedKey(node); }
-
   void WriteTop(Tree_Node& top) {
     CountKind(top, m_losses);
-    std::uint64_t outside = top.IsLeaf() ? 1 : 0;
-    for (int i = 0; i < top.GetChildCount(); ++i) {
-      if (!IsKey(*top.GetChildAt(i))) ++outside;
-    }
+    Parts parts = PartsOf(top);
     m_losses.Count("value stands outside of every key and is left out",
-                   "values stand outside of every key and are left out", outside);
+                   "values stand outside of every key and are left out",
+                   top.IsLeaf() ? 1 : parts.values.size() + parts.late_values.size());
     CountRepeatedNames(top);
-    m_open.push_back({&top, 0, 0});
+    m_open.push_back({std::move(parts.keys), {}, 0, 0});
+  }
+
+  void Close() {
+    const Level level = std::move(m_open.back());
+    m_open.pop_back();
+    if (!level.late_values.empty()) WriteSection(level.late_values);
+    m_path.resize(m_open.empty() ? 0 : m_open.back().path);
   }
 
   // Values are written with their key; a key that cannot be written takes along what is
@@ -138,8 +197,10 @@ class RegFile {
     }
     CountKind(node, m_losses);
     CountRepeatedNames(node);
-    if (HasOwnSection(node)) WriteSection(node);
-    m_open.push_back({&node, 0, m_path.size()});
+    Parts parts = PartsOf(node);
+    const bool all_late = parts.values.empty() && !parts.late_values.empty();
+    if (HasOwnSection(node) && !all_late) WriteSection(parts.values);
+    m_open.push_back({std::move(parts.keys), std::move(parts.late_values), 0, m_path.size()});
   }
 
   static bool HasOwnSection(Tree_Node& key) {
@@ -160,12 +221,10 @@ class RegFile {
     m_text += m_end;
   }
 
-  void WriteSection(Tree_Node& key) {
+  // The key at m_path with these values.
+  void WriteSection(const std::vector<Tree_Node*>& values) {
     WriteKeyLine("[");
-    for (int i = 0; i < key.GetChildCount(); ++i) {
-      Tree_Node& child = *key.GetChildAt(i);
-      if (!IsKey(child)) WriteValue(child);
-    }
+    for (Tree_Node* const value : values) WriteValue(*value);
     m_text += m_end;
   }
 
@@ -261,17 +320,26 @@ class RegFile {
     m_text += '"';
   }
 
-  // The registry has one value and one sub-key of a name, in letters of either case.
+  // The registry has one value and one sub-key of a name, in letters of either case.  A
+  // deletion belongs to the sub-key that bears exactly its name.
   void CountRepeatedNames(Tree_Node& key) {
-    // A set of this key's own: emptying one that was once big costs as much each time.
-    std::unordered_set<std::string> names;
+    // A map of this key's own: emptying one that was once big costs as much each time.
+    std::unordered_map<std::string, const char*> names;
+    std::vector<Tree_Node*> deletions;
     std::uint64_t repeated = 0;
     for (int i = 0; i < key.GetChildCount(); ++i) {
       Tree_Node& child = *key.GetChildAt(i);
-      if (IsDeletedKey(child)) continue;
+      if (IsDeletedKey(child)) {
+        deletions.push_back(&child);
+        continue;
+      }
       std::string name = LowerCase(View(child.GetKeyName()));
       name += child.IsLeaf() ? 'v' : 'k';
-      if (!names.insert(std::move(name)).second) ++repeated;
+      if (!names.emplace(std::move(name), NameId(child)).second) ++repeated;
+    }
+    for (Tree_Node* const deletion : deletions) {
+      const auto same = names.find(LowerCase(View(deletion->GetKeyName())) + 'k');
+      if (same != names.end() && same->second != NameId(*deletion)) ++repeated;
     }
     m_losses.Count("name comes again in its key, where the registry keeps one only",
                    "names come again in their keys, where the registry keeps one only", repeated);

@@ -9,7 +9,12 @@
 // a deleted value, "[-]" for a deleted key, and text, in double quotes when it would be
 // taken for one of these.  Any value that is not exactly one of them is text.
 //
-// Keys come in the order of the tree, each with its values first and then its sub-keys.
+// Keys come in the order of the tree, each with its values first and then its sub-keys; a
+// value that stands behind a sub-key of its name comes behind the sub-keys, in a section of
+// its own, so that the two are read in the same order again.  The deletion of a key comes
+// before the key of that name, wherever it stands: together they mean a key that is made
+// anew.
+//
 // Inner nodes that were only on the way to another key (NodeKind::kImpliedKey) get no line
 // of their own.
 

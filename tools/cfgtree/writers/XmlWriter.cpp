@@ -11,7 +11,6 @@
 #include <vector>
 
 #include "Encoding.h"
-#include "Names.h"
 #include "NodeKind.h"
 #include "Text.h"
 #include "Walk.h"
@@ -98,8 +97,10 @@ class XmlFile {
       Tree_Node& child = *level.node->GetChildAt(level.next++);
       if (IsAttribute(child)) continue;
       if (IsText(child)) {
-        Text(child);
+        Text(child, level.behind_text);
+        level.behind_text = true;
       } else {
+        level.behind_text = false;
         Begin(child, !level.mixed);
       }
       RequireWritableSize(m_text.size());
@@ -114,6 +115,7 @@ class XmlFile {
     int next;
     bool mixed;  // has text, so that white space counts
     std::string name;
+    bool behind_text = false;  // what was written last is text
   };
 
   static void RequireWritableIndents(Tree_NodePtr& top) {
@@ -190,7 +192,7 @@ class XmlFile {
         ++(IsText(child) ? parts.texts : parts.elements);
         continue;
       }
-      std::string name = NameOrLoss(DecodeName(View(child.GetKeyName())).substr(1));
+      std::string name = XmlNameOrLoss(NameOrLoss(child, m_losses).substr(1));
       CountKind(child, m_losses);
       CountChangeFlag(child, m_losses);
       if (!names.insert(name).second) {
@@ -209,11 +211,14 @@ class XmlFile {
     return parts;
   }
 
-  void Text(Tree_Node& leaf) {
+  void Text(Tree_Node& leaf, bool behind_text) {
     CountKind(leaf, m_losses);
     CountChangeFlag(leaf, m_losses);
     const RWCString value = ValueOf(leaf);
-    if (IsBlank(View(value))) {
+    if (behind_text) {
+      m_losses.Count("text follows another one without an element between, and is joined with it",
+                     "texts follow others without an element between, and are joined with them");
+    } else if (IsBlank(View(value))) {
       m_losses.Count("text of blanks only does not count when it is read",
                      "texts of blanks only do not count when they are read");
     }
@@ -234,11 +239,9 @@ class XmlFile {
     for (std::size_t i = 0; i < depth; ++i) m_text += kIndent;
   }
 
-  std::string ElementName(Tree_Node& node) {
-    return NameOrLoss(DecodeName(View(node.GetKeyName())));
-  }
+  std::string ElementName(Tree_Node& node) { return XmlNameOrLoss(NameOrLoss(node, m_losses)); }
 
-  std::string NameOrLoss(std::string_view name) {
+  std::string XmlNameOrLoss(std::string_view name) {
     const std::string valid = TextOrLoss(name, m_losses);
     const auto known = m_names.find(valid);
     std::string xml = known != m_names.end() ? known->second : XmlName(valid);
