@@ -122,6 +122,7 @@ class atomic {
   T exchange(T value, memory_order order = memory_order_seq_cst) noexcept;
   T fetch_add(T value, memory_order order = memory_order_seq_cst) noexcept;
   T fetch_sub(T value, memory_order order = memory_order_seq_cst) noexcept;
+  T fetch_or(T value, memory_order order = memory_order_seq_cst) noexcept;
   bool compare_exchange_weak(T& expected, T value, memory_order order) noexcept;
   bool compare_exchange_strong(T& expected, T value, memory_order order) noexcept;
   bool compare_exchange_strong(T& expected, T value, memory_order success,
